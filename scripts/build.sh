@@ -1,0 +1,9 @@
+#!/usr/bin/env bash
+# Configures once and builds with Ninja into build/ (or $VELORA_BUILD_DIR).
+set -euo pipefail
+here="$(cd "$(dirname "$0")/.." && pwd)"
+build="${VELORA_BUILD_DIR:-$here/build}"
+bash "$here/scripts/deps.sh"
+if [ ! -f "$build/build.ninja" ]; then
+  cmake -S "$here" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@" >/dev/null
+fi

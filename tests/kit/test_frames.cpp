@@ -1,0 +1,76 @@
+#include "frames.h"
+#include "layout.h"
+#include "testing.h"
+
+using namespace velora;
+
+class TestFrames : public QObject {
+    Q_OBJECT
+private slots:
+    void stylesInDeclarationOrderWithTheirTexts()
+    {
+        QCOMPARE(allFrameStyles.size(), size_t(5));
+        const char* raws[] = {"gallery", "instant", "film", "bare", "tape"};
+        const char* titles[] = {"Gallery", "Instant", "Film strip", "Bare", "Tape"};
+        const char* symbols[] = {"photo.artframe", "rectangle.bottomhalf.filled", "film", "app", "bandage"};
+        for (size_t i = 0; i < allFrameStyles.size(); ++i) {
+            QCOMPARE(rawValue(allFrameStyles[i]), std::string_view(raws[i]));
+            QCOMPARE(title(allFrameStyles[i]), std::string_view(titles[i]));
+            QCOMPARE(symbol(allFrameStyles[i]), std::string_view(symbols[i]));
+            QCOMPARE(frameStyleFromRaw(raws[i]), std::optional(allFrameStyles[i]));
+        }
+        QCOMPARE(blurb(FrameStyle::film),
+                 std::string_view("A dark strip with sprocket holes you can see the desktop through."));
+        QVERIFY(!frameStyleFromRaw("Gallery"));
+        QVERIFY(!frameStyleFromRaw(""));
+    }
+
+    void galleryInsetsWithAndWithoutCaption()
+    {
+        QCOMPARE(FrameMetrics::insets(FrameStyle::gallery, {100, 100}, false, true), (FrameInsets{6, 6, 15, 6}));
+        QCOMPARE(FrameMetrics::insets(FrameStyle::gallery, {100, 100}, false, false), (FrameInsets{6, 6, 6, 6}));
+    }
+
+    void instantAndTapeInsetsScaleWithTheUnit()
+    {
+        // u = sqrt(400 * 100) = 200; the caption never adds to instant.
+        QCOMPARE(FrameMetrics::insets(FrameStyle::instant, {400, 100}, false, true),
+                 (FrameInsets{0.055 * 200, 0.055 * 200, 0.24 * 200, 0.055 * 200}));
+        QCOMPARE(FrameMetrics::insets(FrameStyle::tape, {400, 100}, true, true),
+                 (FrameInsets{0.022 * 200, 0.022 * 200, 0.022 * 200, 0.022 * 200}));
+        QCOMPARE(FrameMetrics::insets(FrameStyle::bare, {400, 100}, false, true), FrameInsets::zero);
+    }
+
+    void filmMeasuresFromTheShorterSide()
+    {
+        QCOMPARE(FrameMetrics::insets(FrameStyle::film, {300, 100}, false, false), (FrameInsets{15, 3, 15, 3}));
+        QCOMPARE(FrameMetrics::insets(FrameStyle::film, {300, 100}, true, false), (FrameInsets{3, 15, 3, 15}));
+        QCOMPARE(FrameMetrics::insets(FrameStyle::film, {100, 300}, false, true), (FrameInsets{15, 3, 15, 3}));
+    }
+
+    void zeroAreaGivesZeroInsets()
+    {
+        for (FrameStyle s : allFrameStyles) {
+            QCOMPARE(FrameMetrics::insets(s, {0, 500}, false, true).top, 0.0);
+            QCOMPARE(FrameMetrics::insets(s, {500, 0}, true, false).left, 0.0);
+        }
+    }
+
+    void spacingRulesInOrder()
+    {
+        QCOMPARE(FrameMetrics::spacing(FrameStyle::bare, CollageLayout::frieze, 1000), 20.0);
+        QCOMPARE(FrameMetrics::spacing(FrameStyle::gallery, CollageLayout::row, 1000), 14.0);
+        QCOMPARE(FrameMetrics::spacing(FrameStyle::film, CollageLayout::row, 1000), 20.0);
+        QCOMPARE(FrameMetrics::spacing(FrameStyle::bare, CollageLayout::row, 1000), 25.0);
+        QCOMPARE(FrameMetrics::spacing(FrameStyle::tape, CollageLayout::justified, 1000), 14.0);
+    }
+
+    void scaledInsets()
+    {
+        QCOMPARE(FrameInsets::zero.scaled(5), FrameInsets::zero);
+        QCOMPARE((FrameInsets{1, 2, 3, 4}.scaled(2)), (FrameInsets{2, 4, 6, 8}));
+    }
+};
+
+VELORA_TEST(TestFrames)
+#include "test_frames.moc"
