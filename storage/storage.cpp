@@ -72,6 +72,8 @@ StateFiles::ReadResult readFile(const QString& path, QList<Record>& into, Decode
     }
     auto decoded = decodeArray<Record>(file.readAll(), decode);
     if (!decoded) {
+        qWarning("Velora couldn’t read %s and starts without it; a copy is kept before it is replaced.",
+                 qUtf8Printable(QFileInfo(path).fileName()));
         unreadableFiles().insert(path);
         return StateFiles::ReadResult::unreadable;
     }
@@ -84,6 +86,10 @@ void keepUnreadable(const QString& path)
 {
     if (!unreadableFiles().contains(path)) return;
     const QFileInfo info(path);
+    if (info.exists() && info.size() == 0) {
+        unreadableFiles().remove(path); // an empty file holds nothing worth keeping
+        return;
+    }
     const QString stamp = QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyyMMdd-HHmmss"));
     const QString copy = info.dir().filePath(info.completeBaseName() + QStringLiteral(".unreadable-") + stamp
                                              + QStringLiteral(".json"));
