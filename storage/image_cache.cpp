@@ -1,0 +1,103 @@
+#include "image_cache.h"
+
+#include "storage.h"
+
+#include <QHash>
+#include <QImageReader>
+#include <QMutex>
+#include <QMutexLocker>
+
+#include <list>
+
+namespace velora {
+
+// A least-recently-used map: the list holds keys newest first, the hash points into it.
+struct ImageCache::Impl {
+    struct Entry {
+        QImage image;
+        std::list<QString>::iterator position;
+    };
+    mutable QMutex mutex;
+    std::list<QString> order;
+    QHash<QString, Entry> entries;
+
+    std::optional<QImage> find(const QString& key)
+    {
+        QMutexLocker lock(&mutex);
+        auto it = entries.find(key);
+        if (it == entries.end()) return std::nullopt;
+        order.splice(order.begin(), order, it->position);
+        return it->image;
+    }
+
+    void insert(const QString& key, const QImage& image)
+    {
+        QMutexLocker lock(&mutex);
+        auto it = entries.find(key);
+        if (it != entries.end()) {
+            it->image = image;
+            order.splice(order.begin(), order, it->position);
+            return;
+        }
+        order.push_front(key);
+        entries.insert(key, Entry{image, order.begin()});
+        while (entries.size() > ImageCache::limit) {
+            entries.remove(order.back());
+            order.pop_back();
+        }
+    }
+};
+
+ImageCache::ImageCache() : d(new Impl) {}
+ImageCache::~ImageCache() { delete d; }
+
+ImageCache& ImageCache::shared()
+{
+    static ImageCache instance;
+    return instance;
+}
+
+namespace {
+std::optional<QImage> load(const QString& key)
+{
+    // Names from records reach the disk only when they are plain file names.
+    const std::optional<QString> path = Storage::photoPath(key);
+    if (!path) return std::nullopt;
+    QImageReader reader(*path);
+    reader.setAutoTransform(true);
+    QImage image = reader.read();
+    if (image.isNull()) return std::nullopt;
+    // One pixel format for every drawing path: premultiplied is what QPainter blends fastest.
+    if (image.format() != QImage::Format_ARGB32_Premultiplied && image.format() != QImage::Format_RGB32)
+        image = image.convertToFormat(image.hasAlphaChannel() ? QImage::Format_ARGB32_Premultiplied
+                                                              : QImage::Format_RGB32);
+    return image;
+}
+} // namespace
+
+std::optional<QImage> ImageCache::image(const Photo& photo, bool small)
+{
+    const QString& key = small ? photo.thumbName : photo.fileName;
+    if (auto hit = d->find(key)) return hit;
+    if (auto loaded = load(key)) {
+        d->insert(key, *loaded);
+        return loaded;
+    }
+    if (small) return std::nullopt;
+    return image(photo, true);
+}
+
+int ImageCache::count() const
+{
+    QMutexLocker lock(&d->mutex);
+    return static_cast<int>(d->entries.size());
+}
+
+void ImageCache::clear()
+{
+    QMutexLocker lock(&d->mutex);
+    d->entries.clear();
+    d->order.clear();
+}
+
+} // namespace velora
