@@ -5,7 +5,8 @@ namespace velora {
 QString Displays::key(const ScreenIdentity& s)
 {
     if (!s.platformUUID.isEmpty()) return s.platformUUID;
-    if (s.manufacturer.isEmpty() && s.model.isEmpty() && s.serialNumber.isEmpty()) return s.name;
+    if (s.manufacturer.isEmpty() && s.model.isEmpty() && s.serialNumber.isEmpty())
+        return s.name.isEmpty() ? QStringLiteral("Display") : s.name; // keys are map keys: never empty
     // Without a serial, two monitors of one model are told apart by their connector.
     const QString tail = s.serialNumber.isEmpty() ? s.name : s.serialNumber;
     return QStringLiteral("EDID:%1/%2/%3").arg(s.manufacturer, s.model, tail);

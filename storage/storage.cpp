@@ -105,6 +105,7 @@ void keepUnreadable(const QString& path)
 
 bool writeAtomically(const QString& path, const QByteArray& bytes)
 {
+    Storage::prepare();
     keepUnreadable(path);
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly)) return false;

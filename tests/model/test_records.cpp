@@ -1,0 +1,230 @@
+#include "records.h"
+#include "testing.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+
+using namespace velora;
+
+namespace {
+QJsonObject parse(const char* json) { return QJsonDocument::fromJson(json).object(); }
+
+Photo samplePhoto()
+{
+    Photo p;
+    p.id = QUuid::fromString(QStringLiteral("6F9619FF-8B86-D011-B42D-00C04FC964FF"));
+    p.title = QStringLiteral("Beach");
+    p.fileName = QStringLiteral("6F9619FF-8B86-D011-B42D-00C04FC964FF.jpg");
+    p.thumbName = QStringLiteral("6F9619FF-8B86-D011-B42D-00C04FC964FF-s.jpg");
+    p.originalPath = QStringLiteral("/home/a/Beach.jpg");
+    p.pixelWidth = 2400;
+    p.pixelHeight = 1600;
+    p.caption = QStringLiteral("Summer “24” — ünïcödé");
+    p.added = {785000000.125};
+    return p;
+}
+} // namespace
+
+class TestRecords : public QObject {
+    Q_OBJECT
+private slots:
+    void newPieceDefaults()
+    {
+        const QList<QUuid> ids{QUuid::createUuid()};
+        const Piece p = Piece::make(QStringLiteral("Beach"), ids);
+        QVERIFY(!p.id.isNull());
+        QCOMPARE(p.name, QStringLiteral("Beach"));
+        QCOMPARE(p.photoIDs, ids);
+        QCOMPARE(p.layout, CollageLayout::single);
+        QCOMPARE(p.frame, FrameStyle::gallery);
+        QCOMPARE(p.width, 300.0);
+        QVERIFY(p.isVisible && !p.isLocked && !p.vertical && !p.displayID && p.placements.isEmpty());
+        QVERIFY(std::abs(p.created.sinceReference - Timestamp::now().sinceReference) < 5);
+        for (int i = 0; i < 1000; ++i) QVERIFY(Piece::make({}, {}).seed >= 1);
+    }
+
+    void equalityIsFieldByField()
+    {
+        Piece a = Piece::make(QStringLiteral("A"), {});
+        Piece b = a;
+        QCOMPARE(a, b);
+        b.seed = a.seed + 1;
+        QVERIFY(a != b);
+        b = a;
+        b.placements.insert(QStringLiteral("X"), {1, 2});
+        QVERIFY(a != b);
+        Photo p = samplePhoto(), q = samplePhoto();
+        QCOMPARE(p, q);
+        q.photosIdentifier = QString();
+        QVERIFY(p != q); // present-but-empty differs from absent
+    }
+
+    void summaryReadsLikeAList()
+    {
+        Piece p = Piece::make({}, {QUuid::createUuid(), QUuid::createUuid(), QUuid::createUuid()});
+        p.layout = CollageLayout::row;
+        QCOMPARE(p.summary(), QStringLiteral("Row · 3 photos · Gallery"));
+        p.layout = CollageLayout::frieze;
+        p.frame = FrameStyle::tape;
+        p.photoIDs.removeLast();
+        QCOMPARE(p.summary(), QStringLiteral("Frieze · 2 photos · Film strip"));
+        p.photoIDs = {QUuid::createUuid()};
+        p.layout = CollageLayout::single;
+        QCOMPARE(p.summary(), QStringLiteral("Single · 1 photo · Tape"));
+        p.photoIDs.clear();
+        QCOMPARE(p.summary(), QStringLiteral("Single · 0 photos · Tape"));
+    }
+
+    void pages()
+    {
+        QCOMPARE(rawValue(Page::library), QStringLiteral("library"));
+        QCOMPARE(pageFromRaw(QStringLiteral("styles")), std::optional(Page::styles));
+        QVERIFY(!pageFromRaw(QStringLiteral("Styles")));
+    }
+
+    void uuidsAreUpperCaseCanonical()
+    {
+        const QUuid id = QUuid::fromString(QStringLiteral("6f9619ff-8b86-d011-b42d-00c04fc964ff"));
+        QCOMPARE(uuidText(id), QStringLiteral("6F9619FF-8B86-D011-B42D-00C04FC964FF"));
+        QCOMPARE(uuidFromText(QStringLiteral("6f9619ff-8b86-d011-b42d-00c04fc964ff")), std::optional(id));
+        QVERIFY(!uuidFromText(QStringLiteral("{6f9619ff-8b86-d011-b42d-00c04fc964ff}")));
+        QVERIFY(!uuidFromText(QStringLiteral("not a uuid at all, thirty-six chars")));
+        QVERIFY(!uuidFromText(QString()));
+    }
+
+    void timestampsCountFrom2001()
+    {
+        QCOMPARE(Timestamp::fromMSecsSinceEpoch(978307200000LL).sinceReference, 0.0);
+        QCOMPARE(Timestamp::fromMSecsSinceEpoch(978307201500LL).sinceReference, 1.5);
+        QCOMPARE(Timestamp{-1.25}.toMSecsSinceEpoch(), 978307198750LL);
+    }
+
+    void photoRoundTripAndKeys()
+    {
+        const Photo p = samplePhoto();
+        const QJsonObject o = Json::encode(p);
+        QCOMPARE(o.keys(), (QStringList{"added", "caption", "fileName", "id", "originalPath", "pixelHeight",
+                                        "pixelWidth", "thumbName", "title"}));
+        QCOMPARE(o.value("id").toString(), QStringLiteral("6F9619FF-8B86-D011-B42D-00C04FC964FF"));
+        QCOMPARE(o.value("added").toDouble(), 785000000.125);
+        QCOMPARE(Json::decodePhoto(o), std::optional(p));
+    }
+
+    void photoRequiresItsKeys_data()
+    {
+        QTest::addColumn<QString>("drop");
+        for (const char* key : {"id", "title", "fileName", "thumbName", "pixelWidth", "pixelHeight", "caption", "added"})
+            QTest::newRow(key) << QString::fromLatin1(key);
+    }
+    void photoRequiresItsKeys()
+    {
+        QFETCH(QString, drop);
+        QJsonObject o = Json::encode(samplePhoto());
+        o.remove(drop);
+        QVERIFY(!Json::decodePhoto(o));
+    }
+
+    void photoRejectsMistypedFields()
+    {
+        QJsonObject o = Json::encode(samplePhoto());
+        o.insert("pixelWidth", "2400");
+        QVERIFY(!Json::decodePhoto(o));
+        o = Json::encode(samplePhoto());
+        o.insert("pixelWidth", 2400.5);
+        QVERIFY(!Json::decodePhoto(o));
+        o = Json::encode(samplePhoto());
+        o.insert("pixelWidth", 1e300);
+        QVERIFY(!Json::decodePhoto(o));
+        o = Json::encode(samplePhoto());
+        o.insert("originalPath", QJsonValue::Null);
+        QVERIFY(!Json::decodePhoto(o));
+        o = Json::encode(samplePhoto());
+        o.insert("pixelWidth", 2400.0); // a whole number written as a double is fine
+        QVERIFY(Json::decodePhoto(o));
+        QVERIFY(!Json::decodePhoto(QJsonValue(QStringLiteral("photo"))));
+    }
+
+    void pieceOfOnlyAnIdTakesTheDefaults()
+    {
+        const auto p = Json::decodePiece(parse(R"({"id":"6F9619FF-8B86-D011-B42D-00C04FC964FF"})"));
+        QVERIFY(p);
+        QCOMPARE(p->name, QStringLiteral("Piece"));
+        QVERIFY(p->photoIDs.isEmpty());
+        QCOMPARE(p->layout, CollageLayout::single);
+        QCOMPARE(p->frame, FrameStyle::gallery);
+        QCOMPARE(p->width, 300.0);
+        QCOMPARE(p->tilt, 0.0);
+        QCOMPARE(p->rotateMinutes, qint64(0));
+        QVERIFY(p->isVisible && !p->isLocked && !p->vertical);
+        QCOMPARE(p->seed, 1u);
+        QVERIFY(std::abs(p->created.sinceReference - Timestamp::now().sinceReference) < 5);
+        QVERIFY(!Json::decodePiece(parse(R"({"name":"No id"})")));
+    }
+
+    void pieceRoundTripOmitsAbsentOptionals()
+    {
+        Piece p = Piece::make(QStringLiteral("Trip"), {QUuid::createUuid(), QUuid::createUuid()});
+        p.layout = CollageLayout::stack;
+        p.frame = FrameStyle::instant;
+        p.tilt = -2.3;
+        p.placements.insert(QStringLiteral("EDID:DEL/U2720Q/ABC"), {120, 80});
+        p.placements.insert(QStringLiteral("HDMI-1"), {-5, 1e6});
+        p.seed = 4294967295u;
+        QJsonObject o = Json::encode(p);
+        QVERIFY(!o.contains("displayID"));
+        QCOMPARE(o.value("placements").toObject().value("HDMI-1").toArray(), (QJsonArray{-5, 1e6}));
+        QCOMPARE(o.value("layout").toString(), QStringLiteral("stack"));
+        QCOMPARE(Json::decodePiece(o), std::optional(p));
+        p.displayID = QStringLiteral("HDMI-1");
+        o = Json::encode(p);
+        QCOMPARE(o.value("displayID").toString(), QStringLiteral("HDMI-1"));
+        QCOMPARE(Json::decodePiece(o), std::optional(p));
+    }
+
+    void pieceDecodingErrors_data()
+    {
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QJsonValue>("value");
+        QTest::newRow("unknown layout") << "layout" << QJsonValue("grid");
+        QTest::newRow("unknown frame") << "frame" << QJsonValue("polaroid");
+        QTest::newRow("seed above 2^32") << "seed" << QJsonValue(4294967296.0);
+        QTest::newRow("negative seed") << "seed" << QJsonValue(-1);
+        QTest::newRow("width as text") << "width" << QJsonValue("300");
+        QTest::newRow("visible as number") << "isVisible" << QJsonValue(1);
+        QTest::newRow("photo id not a uuid") << "photoIDs" << QJsonValue(QJsonArray{"x"});
+        QTest::newRow("placement of one number") << "placements" << QJsonValue(QJsonObject{{"A", QJsonArray{1}}});
+        QTest::newRow("placement as object") << "placements" << QJsonValue(QJsonObject{{"A", QJsonObject{}}});
+        QTest::newRow("minutes fractional") << "rotateMinutes" << QJsonValue(1.5);
+    }
+    void pieceDecodingErrors()
+    {
+        QFETCH(QString, key);
+        QFETCH(QJsonValue, value);
+        QJsonObject o = Json::encode(Piece::make(QStringLiteral("P"), {}));
+        o.insert(key, value);
+        QVERIFY(!Json::decodePiece(o));
+    }
+
+    void absurdButWellTypedNumbersLoad()
+    {
+        QJsonObject o = Json::encode(Piece::make(QStringLiteral("P"), {}));
+        o.insert("width", 1e308);
+        o.insert("tilt", -1e308);
+        o.insert("rotateMinutes", -5);
+        const auto p = Json::decodePiece(o);
+        QVERIFY(p);
+        QCOMPARE(p->width, 1e308);
+        QCOMPARE(p->rotateMinutes, qint64(-5));
+    }
+
+    void aspectOfAPhoto()
+    {
+        Photo p = samplePhoto();
+        QCOMPARE(p.aspect(), 1.5);
+        p.pixelHeight = 0;
+        QCOMPARE(p.aspect(), 1.0);
+    }
+};
+
+VELORA_TEST(TestRecords)
+#include "test_records.moc"
