@@ -1,0 +1,220 @@
+#include "image_decoder.h"
+
+#include <QColorSpace>
+#include <QFile>
+#include <QImageReader>
+
+// GLib names a struct member "signals", which Qt defines as a macro.
+#pragma push_macro("signals")
+#undef signals
+#include <vips/vips.h>
+#pragma pop_macro("signals")
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <memory>
+#include <mutex>
+
+namespace velora::ImageDecoder {
+
+namespace {
+
+struct Unref {
+    void operator()(VipsImage* image) const
+    {
+        if (image) g_object_unref(image);
+    }
+};
+using Image = std::unique_ptr<VipsImage, Unref>;
+
+// One step of a vips pipeline: replaces `image` with the step's output, or reports failure.
+template <typename Step>
+bool apply(Image& image, Step step)
+{
+    VipsImage* out = nullptr;
+    if (step(image.get(), &out) != 0 || !out) {
+        vips_error_clear();
+        return false;
+    }
+    image.reset(out);
+    return true;
+}
+
+bool declaresTooMuch(qint64 width, qint64 height)
+{
+    return width <= 0 || height <= 0 || width * height > maxDeclaredPixels;
+}
+
+// Bring any decoded band layout to 8-bit sRGB with 3 or 4 bands.
+bool toSrgb8(Image& image)
+{
+    if (image->Type != VIPS_INTERPRETATION_sRGB || image->BandFmt != VIPS_FORMAT_UCHAR) {
+        if (vips_colourspace_issupported(image.get())) {
+            if (!apply(image, [](VipsImage* in, VipsImage** out) {
+                    return vips_colourspace(in, out, VIPS_INTERPRETATION_sRGB, nullptr);
+                }))
+                return false;
+        } else if (image->Bands <= 2) {
+            // Unlabelled one- or two-band data is grey (with alpha).
+            if (!apply(image, [](VipsImage* in, VipsImage** out) {
+                    return vips_copy(in, out, "interpretation", VIPS_INTERPRETATION_B_W, nullptr);
+                }))
+                return false;
+            if (!apply(image, [](VipsImage* in, VipsImage** out) {
+                    return vips_colourspace(in, out, VIPS_INTERPRETATION_sRGB, nullptr);
+                }))
+                return false;
+        }
+    }
+    if (image->BandFmt != VIPS_FORMAT_UCHAR) {
+        if (!apply(image, [](VipsImage* in, VipsImage** out) { return vips_cast_uchar(in, out, nullptr); }))
+            return false;
+    }
+    if (image->Bands > 4 || image->Bands == 2) {
+        const int keep = image->Bands > 4 ? 4 : 1;
+        if (!apply(image, [keep](VipsImage* in, VipsImage** out) {
+                return vips_extract_band(in, out, 0, "n", keep, nullptr);
+            }))
+            return false;
+    }
+    if (image->Bands == 1) {
+        if (!apply(image, [](VipsImage* in, VipsImage** out) {
+                VipsImage* bands[3] = {in, in, in};
+                return vips_bandjoin(bands, out, 3, nullptr);
+            }))
+            return false;
+    }
+    return image->Bands == 3 || image->Bands == 4;
+}
+
+// Runs the pipeline into memory and copies it into a QImage the caller owns outright.
+std::optional<QImage> toQImage(const Image& image)
+{
+    const int width = image->Xsize;
+    const int height = image->Ysize;
+    const int bands = image->Bands;
+    size_t size = 0;
+    void* pixels = vips_image_write_to_memory(image.get(), &size);
+    if (!pixels) {
+        vips_error_clear();
+        return std::nullopt;
+    }
+    const std::unique_ptr<void, decltype(&g_free)> owned(pixels, &g_free);
+    const size_t rowBytes = static_cast<size_t>(width) * static_cast<size_t>(bands);
+    if (size != rowBytes * static_cast<size_t>(height)) return std::nullopt;
+    QImage result(width, height, bands == 4 ? QImage::Format_RGBA8888 : QImage::Format_RGB888);
+    if (result.isNull()) return std::nullopt;
+    const auto* src = static_cast<const uchar*>(pixels);
+    for (int y = 0; y < height; ++y) std::memcpy(result.scanLine(y), src + rowBytes * static_cast<size_t>(y), rowBytes);
+    result.setColorSpace(QColorSpace(QColorSpace::SRgb));
+    return result;
+}
+
+std::optional<QImage> decodeWithVips(const QByteArray& file, const char* loader, int longestSide)
+{
+    // Opening reads the header only; the declared size is checked before any pixel is decoded.
+    Image header(vips_image_new_from_file(file.constData(), "access", VIPS_ACCESS_SEQUENTIAL, "fail_on",
+                                          VIPS_FAIL_ON_TRUNCATED, nullptr));
+    if (!header) {
+        vips_error_clear();
+        return std::nullopt;
+    }
+    if (declaresTooMuch(header->Xsize, header->Ysize)) return std::nullopt;
+
+    Image image;
+    if (vips_isprefix("VipsForeignLoadHeif", loader)) {
+        // vips_thumbnail would switch to the embedded HEIF thumbnail when that is big enough;
+        // thumbnailing the opened primary image keeps to the full picture.
+        VipsImage* out = nullptr;
+        if (vips_thumbnail_image(header.get(), &out, longestSide, "height", longestSide, "size", VIPS_SIZE_DOWN,
+                                 "export_profile", "srgb", nullptr) != 0) {
+            vips_error_clear();
+            return std::nullopt;
+        }
+        image.reset(out);
+    } else {
+        header.reset();
+        // Shrink-on-load (JPEG DCT scaling, WebP, TIFF pyramids) from the full image, then an
+        // exact reduce; orientation applied; embedded profiles converted to sRGB.
+        VipsImage* out = nullptr;
+        if (vips_thumbnail(file.constData(), &out, longestSide, "height", longestSide, "size", VIPS_SIZE_DOWN,
+                           "export_profile", "srgb", "fail_on", VIPS_FAIL_ON_TRUNCATED, nullptr) != 0) {
+            vips_error_clear();
+            return std::nullopt;
+        }
+        image.reset(out);
+    }
+    if (!toSrgb8(image)) return std::nullopt;
+    return toQImage(image);
+}
+
+QSize cappedSize(QSize size, int longestSide)
+{
+    const double scale = static_cast<double>(longestSide) / std::max(size.width(), size.height());
+    if (scale >= 1) return size;
+    return {std::max(1, static_cast<int>(std::trunc(scale * size.width()))),
+            std::max(1, static_cast<int>(std::trunc(scale * size.height())))};
+}
+
+// For what libvips has no loader for (BMP, and whatever Qt's plugins add).
+std::optional<QImage> decodeWithQt(const QString& path, int longestSide)
+{
+    QImageReader reader(path);
+    reader.setAutoTransform(true);
+    const QSize declared = reader.size();
+    if (declared.isValid()) {
+        if (declaresTooMuch(declared.width(), declared.height())) return std::nullopt;
+        const QSize target = cappedSize(declared, longestSide);
+        if (target != declared) reader.setScaledSize(target);
+    }
+    QImage image = reader.read();
+    if (image.isNull()) return std::nullopt;
+    const QSize target = cappedSize(image.size(), longestSide);
+    if (target != image.size()) image = image.scaled(target, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    if (image.colorSpace().isValid() && image.colorSpace() != QColorSpace(QColorSpace::SRgb))
+        image.convertToColorSpace(QColorSpace(QColorSpace::SRgb));
+    image.convertTo(image.hasAlphaChannel() ? QImage::Format_RGBA8888 : QImage::Format_RGB888);
+    if (image.isNull()) return std::nullopt;
+    image.setColorSpace(QColorSpace(QColorSpace::SRgb));
+    return image;
+}
+
+} // namespace
+
+bool initialize()
+{
+    static std::once_flag once;
+    static bool started = false;
+    std::call_once(once, [] {
+        if (VIPS_INIT("velora") != 0) {
+            vips_error_clear();
+            return;
+        }
+        // No operation cache: every import reads its file afresh and nothing decoded stays around.
+        vips_cache_set_max(0);
+        vips_cache_set_max_mem(0);
+        vips_cache_set_max_files(0);
+        // The ImageMagick loader takes almost anything; it is not trusted with users' files.
+        vips_operation_block_set("VipsForeignLoadMagick", TRUE);
+        started = true;
+    });
+    return started;
+}
+
+std::optional<QImage> decode(const QString& path, int longestSide)
+{
+    if (longestSide < 1 || path.isEmpty()) return std::nullopt;
+    if (!initialize()) return decodeWithQt(path, longestSide);
+    const QByteArray file = QFile::encodeName(path);
+    // A trailing "[...]" would be read by libvips as load options.
+    if (file.endsWith(']')) return std::nullopt;
+    const char* loader = vips_foreign_find_load(file.constData());
+    if (!loader) {
+        vips_error_clear();
+        return decodeWithQt(path, longestSide);
+    }
+    return decodeWithVips(file, loader, longestSide);
+}
+
+} // namespace velora::ImageDecoder
