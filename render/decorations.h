@@ -1,0 +1,88 @@
+#pragma once
+// The small drawn parts that give each frame style its character.
+#include "frames.h"
+
+#include <QFont>
+#include <QImage>
+#include <QList>
+#include <QPainterPath>
+#include <QRectF>
+#include <QString>
+
+#include <optional>
+
+class QPainter;
+
+namespace velora {
+
+namespace Fonts {
+// The sans used for every label (DejaVu Sans where installed).
+QString sansFamily();
+// A font of `points` typographic size on the painter's device (points map 1:1 to drawing units).
+QFont font(const QPainter* painter, const QString& family, qreal points, int weight = QFont::Normal,
+           bool italic = false);
+} // namespace Fonts
+
+namespace Handwriting {
+// The first installed of "Bradley Hand", "Noteworthy", "Chalkboard SE"; probed once per process.
+const std::optional<QString>& fontName();
+// How many times the font list was probed (once, after the first use).
+int probeCount();
+// The handwriting font at `points`, or the sans in italic when none is installed.
+QFont font(const QPainter* painter, qreal points);
+} // namespace Handwriting
+
+namespace TornTape {
+// The outline of a tape strip in `rect`, with tears 0.09·height deep at both ends.
+QPainterPath path(const QRectF& rect);
+} // namespace TornTape
+
+namespace TapeStrip {
+void draw(QPainter* painter, const QRectF& rect);
+} // namespace TapeStrip
+
+namespace FilmStrip {
+struct Holes {
+    qreal pitch = 0;
+    qreal length = 0;   // along the strip
+    qreal breadth = 0;  // across the strip
+    qreal radius = 0;
+    int count = 0;
+    qreal start = 0;    // of the first hole, along the strip
+};
+// Hole row along a strip `length` long with border thickness `t`.
+Holes holes(qreal length, qreal t);
+// Every hole rectangle (both rows) of a strip of `size`.
+QList<QRectF> holeRects(QSizeF size, bool vertical, qreal t);
+// The film stock with its holes punched through, as a premultiplied image `scale` pixels per point.
+QImage render(QSizeF size, bool vertical, qreal t, qreal scale);
+} // namespace FilmStrip
+
+namespace PaperLabel {
+struct Metrics {
+    qreal textSize = 0;
+    qreal horizontalPadding = 0;
+    qreal verticalPadding = 0;
+    qreal cornerRadius = 0;
+};
+Metrics metrics(qreal unit);
+// The label's size for `text` (text width limited to maxTextWidth, elided beyond).
+QSizeF size(const QPainter* painter, const QString& text, qreal unit, qreal maxTextWidth);
+// Draws the label with its bottom-left corner at `bottomLeft`.
+void draw(QPainter* painter, const QString& text, qreal unit, QPointF bottomLeft, qreal maxTextWidth);
+} // namespace PaperLabel
+
+namespace Pictogram {
+// A framed landscape (mountains and sun), the stand-in for a photo.
+void photo(QPainter* painter, const QRectF& rect, const QColor& color);
+// The same with a round "+" badge at its lower right.
+void photoBadgePlus(QPainter* painter, const QRectF& rect, const QColor& color);
+} // namespace Pictogram
+
+namespace EmptyPieceCard {
+// width × 0.66·width plus 16 on every side.
+QSizeF size(qreal width);
+void draw(QPainter* painter, qreal width);
+} // namespace EmptyPieceCard
+
+} // namespace velora
