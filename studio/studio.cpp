@@ -49,7 +49,7 @@ PieceBinding::PieceBinding(Studio* studio, const Piece& piece)
 Piece PieceBinding::get() const
 {
     if (m_studio)
-        if (const Piece* current = m_studio->piece(m_id)) m_last = *current;
+        if (const Piece* current = m_studio->piece(m_id)) return *current;
     return m_last;
 }
 

@@ -20,8 +20,8 @@ namespace velora {
 
 class Studio;
 
-// Two-way access to one piece for editors: reads the current piece (or the last one seen once it is
-// gone), writes through Studio::update. Holds the studio weakly.
+// Two-way access to one piece for editors: reads the current piece (or, once it is gone, the piece
+// as it was when the accessor was made), writes through Studio::update. Holds the studio weakly.
 class PieceBinding {
 public:
     PieceBinding(Studio* studio, const Piece& piece);
@@ -32,7 +32,7 @@ public:
 private:
     QPointer<Studio> m_studio;
     QUuid m_id;
-    mutable Piece m_last;
+    Piece m_last; // as it was when the accessor was made
 };
 
 class Studio : public QObject {

@@ -1,0 +1,337 @@
+#include "storage.h"
+#include "studio.h"
+#include "testing.h"
+
+#include <QDir>
+#include <QFile>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTimeZone>
+
+using namespace velora;
+
+namespace {
+Photo photo(const QString& title = {})
+{
+    Photo p;
+    p.id = QUuid::createUuid();
+    p.title = title;
+    p.fileName = uuidText(p.id) + ".jpg";
+    p.thumbName = uuidText(p.id) + "-s.jpg";
+    p.pixelWidth = 300;
+    p.pixelHeight = 200;
+    return p;
+}
+
+QList<QUuid> ids(int n)
+{
+    QList<QUuid> out;
+    for (int i = 0; i < n; ++i) out.append(QUuid::createUuid());
+    return out;
+}
+
+qint64 at(int h, int m, int s) { return QDateTime(QDate(2026, 11, 22), QTime(h, m, s), QTimeZone::utc()).toMSecsSinceEpoch(); }
+} // namespace
+
+class TestStudio : public QObject {
+    Q_OBJECT
+    QTemporaryDir dir;
+
+private slots:
+    void init()
+    {
+        QSettings().clear();
+        QDir(dir.path()).removeRecursively();
+        Storage::setRoot(QDir(dir.path()).filePath("Velora"));
+    }
+
+    void newPieceChoosesLayoutWidthAndName()
+    {
+        Studio s;
+        const Piece big = s.newPiece(ids(45));
+        QCOMPARE(big.photoIDs.size(), 40);
+        QCOMPARE(big.layout, CollageLayout::justified);
+        QCOMPARE(big.width, 560.0);
+        QCOMPARE(big.name, QStringLiteral("Collage 1"));
+        const struct { int n; CollageLayout layout; double width; } rules[] = {
+            {0, CollageLayout::single, 300}, {1, CollageLayout::single, 300}, {2, CollageLayout::row, 520},
+            {3, CollageLayout::row, 520},    {4, CollageLayout::stack, 380},  {5, CollageLayout::stack, 380},
+            {6, CollageLayout::justified, 560}};
+        for (const auto& r : rules) {
+            const Piece p = s.newPiece(ids(r.n));
+            QCOMPARE(p.layout, r.layout);
+            QCOMPARE(p.width, r.width);
+            QVERIFY(p.seed >= 1);
+            QCOMPARE(p.tilt, 0.0);
+        }
+        QCOMPARE(s.newPiece(ids(2), CollageLayout::stack).width, 380.0);
+        QCOMPARE(s.newPiece(ids(1), CollageLayout::frieze).width, 560.0);
+        QCOMPARE(s.selectedPieceID(), std::optional(s.pieces().back().id));
+        QVERIFY(s.showInspector());
+        QCOMPARE(s.page(), Page::pieces);
+    }
+
+    void suggestedNamesFillTheGaps()
+    {
+        Studio s;
+        const Photo beach = photo("Beach"), untitled = photo();
+        s.setPhotos({beach, untitled});
+        QList<Piece> pieces{Piece::make("Photo 1", {}), Piece::make("Photo 3", {}), Piece::make("Beach", {})};
+        s.setPieces(pieces);
+        QCOMPARE(s.newPiece({untitled.id}).name, QStringLiteral("Photo 2"));
+        QCOMPARE(s.newPiece({beach.id}).name, QStringLiteral("Beach"));
+        QCOMPARE(s.newPiece({}).name, QStringLiteral("Photo 4"));
+        QCOMPARE(s.newPiece({beach.id, untitled.id}).name, QStringLiteral("Collage 1"));
+        s.update(s.pieces().front().id, [](Piece& p) { p.name = "photo 1"; });
+        QCOMPARE(s.suggestedName({}), QStringLiteral("Photo 1")); // names compare case-sensitively
+    }
+
+    void tiltedFramesGetOneDecimal()
+    {
+        Studio s;
+        s.setDefaultFrame(FrameStyle::tape);
+        QCOMPARE(QSettings().value("defaultFrame").toString(), QStringLiteral("tape"));
+        bool sawNonZero = false;
+        for (int i = 0; i < 200; ++i) {
+            const Piece p = s.newPiece(ids(1));
+            QCOMPARE(p.frame, FrameStyle::tape);
+            QVERIFY(p.tilt >= -3 && p.tilt <= 3);
+            QCOMPARE(std::round(p.tilt * 10) / 10, p.tilt);
+            sawNonZero |= p.tilt != 0;
+        }
+        QVERIFY(sawNonZero);
+        QSettings().setValue("defaultFrame", "polaroid");
+        QCOMPARE(s.defaultFrame(), FrameStyle::gallery);
+        QSettings().setValue("defaultFrame", 3);
+        QCOMPARE(s.defaultFrame(), FrameStyle::gallery);
+    }
+
+    void addTurnsASingleIntoARowUnlessItIsASlideshow()
+    {
+        Studio s;
+        const Piece a = s.newPiece(ids(1));
+        const QList<QUuid> more = ids(2);
+        s.add(more + QList<QUuid>{a.photoIDs.front()}, a.id);
+        QCOMPARE(s.piece(a.id)->photoIDs.size(), 3);
+        QCOMPARE(s.piece(a.id)->layout, CollageLayout::row);
+        const Piece b = s.newPiece(ids(1));
+        s.update(b.id, [](Piece& p) { p.rotateMinutes = 15; });
+        s.add(ids(2), b.id);
+        QCOMPARE(s.piece(b.id)->layout, CollageLayout::single);
+    }
+
+    void lockHideAndShow()
+    {
+        Studio s;
+        QVERIFY(!s.allLocked());
+        const Piece a = s.newPiece(ids(1));
+        s.toggleLocked(a.id);
+        QVERIFY(s.allLocked());
+        const Piece b = s.newPiece(ids(1));
+        QVERIFY(!s.allLocked());
+        s.lockAll(true);
+        QVERIFY(s.allLocked());
+
+        s.toggleVisible(a.id);
+        s.setAllHidden(true);
+        QCOMPARE(QSettings().value("allHidden").toBool(), true);
+        s.toggleVisible(a.id);
+        QVERIFY(s.piece(a.id)->isVisible);
+        QVERIFY(!s.allHidden());
+        QCOMPARE(QSettings().value("allHidden").toBool(), false);
+        QVERIFY(s.piece(b.id)->isVisible); // hiding all never touched it
+
+        s.setAllHidden(true);
+        s.newPiece(ids(1));
+        QVERIFY(!s.allHidden()); // a new piece is always shown
+        QSettings().setValue("allHidden", true);
+        QVERIFY(Studio().allHidden());
+    }
+
+    void duplicateDeleteAndSelect()
+    {
+        Studio s;
+        const Piece a = s.newPiece(ids(1));
+        s.update(a.id, [](Piece& p) { p.placements.insert("D", {100, 200}); });
+        s.duplicate(a.id);
+        const Piece copy = s.pieces().back();
+        QVERIFY(copy.id != a.id);
+        QCOMPARE(copy.name, a.name + " copy");
+        QCOMPARE(copy.placements.value("D"), (Point{130, 170}));
+        QCOMPARE(copy.seed, a.seed);
+        QCOMPARE(s.selectedPieceID(), std::optional(copy.id));
+        s.duplicate(QUuid::createUuid());
+        QCOMPARE(s.pieces().size(), 2);
+
+        s.select(a.id);
+        QCOMPARE(s.selectedPieceID(), std::optional(a.id));
+        s.setShowInspector(true);
+        s.deletePiece(a.id);
+        QCOMPARE(s.pieces().size(), 1);
+        QVERIFY(!s.selectedPieceID());
+        QVERIFY(!s.showInspector());
+    }
+
+    void removeFromLibraryLeavesPiecesAndNeverTouchesOtherFiles()
+    {
+        Studio s;
+        Storage::prepare();
+        Photo kept = photo(), gone = photo();
+        gone.fileName = "../../victim.jpg"; // hostile record
+        const QString victim = QDir(dir.path()).filePath("victim.jpg");
+        QFile f(victim);
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write("mine");
+        f.close();
+        QFile thumb(*Storage::photoPath(gone.thumbName));
+        QVERIFY(thumb.open(QIODevice::WriteOnly));
+        thumb.close();
+
+        s.setPhotos({kept, gone});
+        const Piece a = s.newPiece({kept.id, gone.id});
+        const Piece b = s.newPiece({gone.id});
+        s.setLibrarySelection({gone.id, kept.id});
+        QCOMPARE(s.usage(gone.id), 2);
+        s.removeFromLibrary({gone.id});
+        QCOMPARE(s.photos().size(), 1);
+        QCOMPARE(s.piece(a.id)->photoIDs, QList<QUuid>{kept.id});
+        QVERIFY(s.piece(b.id)->photoIDs.isEmpty());
+        QCOMPARE(s.librarySelection(), QSet<QUuid>{kept.id});
+        QVERIFY(QFileInfo::exists(victim));
+        QVERIFY(!QFileInfo::exists(*Storage::photoPath(gone.thumbName)));
+    }
+
+    void photosForAPieceFollowItsOrder()
+    {
+        Studio s;
+        const Photo a = photo("a"), b = photo("b");
+        s.setPhotos({a, b});
+        Piece p = Piece::make("P", {b.id, QUuid::createUuid(), a.id});
+        QCOMPARE(s.photos(p), (QList<Photo>{b, a}));
+    }
+
+    void bindingReadsAndWrites()
+    {
+        Studio s;
+        QVERIFY(!s.binding(QUuid::createUuid()));
+        const Piece a = s.newPiece(ids(1));
+        const auto binding = s.binding(a.id);
+        QVERIFY(binding);
+        Piece edited = binding->get();
+        edited.caption = "Hello";
+        binding->set(edited);
+        QCOMPARE(s.piece(a.id)->caption, QStringLiteral("Hello"));
+        s.deletePiece(a.id);
+        QCOMPARE(binding->get().caption, QString()); // the piece as it was when the accessor was made
+        QCOMPARE(binding->get().id, a.id);
+    }
+
+    void everyChangeIsSignalledAndSavesAreDebounced()
+    {
+        Studio s;
+        s.load();
+        QSignalSpy changed(&s, &Studio::changed);
+        const Piece a = s.newPiece(ids(1));
+        QVERIFY(s.savePending());
+        for (int i = 0; i < 5; ++i) s.update(a.id, [i](Piece& p) { p.width = 300 + i; });
+        QVERIFY(changed.count() >= 6);
+        QVERIFY(!QFileInfo::exists(Storage::piecesFile()));
+        QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(Storage::piecesFile()), 3000);
+        QVERIFY(QFileInfo::exists(Storage::libraryFile()));
+        s.setPage(Page::styles);
+        QVERIFY(!s.savePending()); // navigation is not saved
+
+        Studio reloaded;
+        reloaded.load();
+        QCOMPARE(reloaded.pieces(), s.pieces());
+    }
+
+    void loadingNeverWritesAndAnUnreadableFileSurvives()
+    {
+        Storage::prepare();
+        QFile f(Storage::piecesFile());
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write("{ not an array");
+        f.close();
+        Studio s;
+        s.load();
+        QVERIFY(s.pieces().isEmpty());
+        QVERIFY(!s.savePending());
+        QVERIFY(!QFileInfo::exists(Storage::libraryFile()));
+        s.newPiece(ids(1));
+        s.saveNow();
+        QCOMPARE(QDir(Storage::root()).entryList({"pieces.unreadable-*.json"}).size(), 1);
+    }
+
+    void slideshowWalksTheClock()
+    {
+        Studio s;
+        qint64 clock = at(12, 0, 0);
+        s.setClock([&clock] { return clock; });
+        const Piece p = s.newPiece(ids(2));
+        QSignalSpy advanced(&s, &Studio::advanced);
+
+        s.rotateDue(); // 12:00:00, not a slideshow yet
+        QVERIFY(!s.lastRotation(p.id));
+        clock = at(12, 0, 3);
+        s.update(p.id, [](Piece& x) { x.rotateMinutes = 1; });
+        for (int t = 10; t <= 180; t += 10) {
+            clock = at(12, 0, 0) + t * 1000LL;
+            s.rotateDue();
+            if (t == 10) QCOMPARE(s.lastRotation(p.id), std::optional(at(12, 0, 10)));
+        }
+        // seen 12:00:10, then advances at 12:01:10 and 12:02:10; 12:03:10 is not reached.
+        QCOMPARE(advanced.count(), 2);
+        QCOMPARE(s.tick(p.id), qint64(2));
+        QCOMPARE(s.lastRotation(p.id), std::optional(at(12, 2, 10)));
+
+        s.advance(p.id); // by hand at 12:03:00: the interval restarts from now
+        QCOMPARE(s.tick(p.id), qint64(3));
+        clock = at(12, 3, 50);
+        s.rotateDue();
+        QCOMPARE(s.tick(p.id), qint64(3));
+        clock = at(12, 4, 0);
+        s.rotateDue();
+        QCOMPARE(s.tick(p.id), qint64(4));
+    }
+
+    void slideshowEligibility()
+    {
+        Studio s;
+        qint64 clock = at(12, 0, 0);
+        s.setClock([&clock] { return clock; });
+        const Piece one = s.newPiece(ids(1));
+        s.update(one.id, [](Piece& x) { x.rotateMinutes = 1; });
+        const Piece hidden = s.newPiece(ids(3));
+        s.update(hidden.id, [](Piece& x) { x.rotateMinutes = 1; });
+        s.rotateDue();
+        QVERIFY(!s.lastRotation(one.id)); // one photo: never
+        QCOMPARE(s.lastRotation(hidden.id), std::optional(clock));
+        s.toggleVisible(hidden.id);
+        clock += 3600'000;
+        s.rotateDue();
+        QCOMPARE(s.tick(hidden.id), qint64(0)); // invisible: keeps its old entry
+        s.toggleVisible(hidden.id);
+        s.setAllHidden(true); // hiding all doesn't stop the slideshow
+        s.rotateDue();
+        QCOMPARE(s.tick(hidden.id), qint64(1));
+
+        s.add(ids(1), one.id); // now eligible; its clock starts at the next tick
+        s.rotateDue();
+        QCOMPARE(s.lastRotation(one.id), std::optional(clock));
+        QCOMPARE(s.tick(one.id), qint64(0));
+
+        const QUuid nobody = QUuid::createUuid();
+        s.advance(nobody);
+        QCOMPARE(s.tick(nobody), qint64(1));
+
+        s.update(one.id, [](Piece& x) { x.rotateMinutes = std::numeric_limits<qint64>::max(); });
+        clock += 60'000;
+        s.rotateDue(); // absurd interval: never due, no overflow
+        QCOMPARE(s.tick(one.id), qint64(0));
+    }
+};
+
+VELORA_TEST(TestStudio)
+#include "test_studio.moc"
