@@ -121,14 +121,20 @@ std::optional<QImage> decodeWithVips(const QByteArray& file, const char* loader,
         return std::nullopt;
     }
     if (declaresTooMuch(header->Xsize, header->Ysize)) return std::nullopt;
+    // Only an embedded profile is converted; untagged pixels are taken as sRGB already (an
+    // assumed-profile round trip would shift greys by a level or two).
+    const bool hasProfile = vips_image_get_typeof(header.get(), VIPS_META_ICC_NAME) != 0;
 
     Image image;
     if (vips_isprefix("VipsForeignLoadHeif", loader)) {
         // vips_thumbnail would switch to the embedded HEIF thumbnail when that is big enough;
         // thumbnailing the opened primary image keeps to the full picture.
         VipsImage* out = nullptr;
-        if (vips_thumbnail_image(header.get(), &out, longestSide, "height", longestSide, "size", VIPS_SIZE_DOWN,
-                                 "export_profile", "srgb", nullptr) != 0) {
+        const int failed = hasProfile ? vips_thumbnail_image(header.get(), &out, longestSide, "height", longestSide, "size",
+                                                             VIPS_SIZE_DOWN, "export_profile", "srgb", nullptr)
+                                      : vips_thumbnail_image(header.get(), &out, longestSide, "height", longestSide, "size",
+                                                             VIPS_SIZE_DOWN, nullptr);
+        if (failed != 0) {
             vips_error_clear();
             return std::nullopt;
         }
@@ -136,10 +142,14 @@ std::optional<QImage> decodeWithVips(const QByteArray& file, const char* loader,
     } else {
         header.reset();
         // Shrink-on-load (JPEG DCT scaling, WebP, TIFF pyramids) from the full image, then an
-        // exact reduce; orientation applied; embedded profiles converted to sRGB.
+        // exact reduce; orientation applied.
         VipsImage* out = nullptr;
-        if (vips_thumbnail(file.constData(), &out, longestSide, "height", longestSide, "size", VIPS_SIZE_DOWN,
-                           "export_profile", "srgb", "fail_on", VIPS_FAIL_ON_TRUNCATED, nullptr) != 0) {
+        const int failed =
+            hasProfile ? vips_thumbnail(file.constData(), &out, longestSide, "height", longestSide, "size", VIPS_SIZE_DOWN,
+                                        "export_profile", "srgb", "fail_on", VIPS_FAIL_ON_TRUNCATED, nullptr)
+                       : vips_thumbnail(file.constData(), &out, longestSide, "height", longestSide, "size", VIPS_SIZE_DOWN,
+                                        "fail_on", VIPS_FAIL_ON_TRUNCATED, nullptr);
+        if (failed != 0) {
             vips_error_clear();
             return std::nullopt;
         }
@@ -195,6 +205,10 @@ bool initialize()
         vips_cache_set_max(0);
         vips_cache_set_max_mem(0);
         vips_cache_set_max_files(0);
+        // A damaged file is reported by its result; libvips' per-tile warnings would only fill
+        // the terminal.
+        g_log_set_handler("VIPS", G_LOG_LEVEL_WARNING, [](const gchar*, GLogLevelFlags, const gchar*, gpointer) {},
+                          nullptr);
         // The ImageMagick loader takes almost anything; it is not trusted with users' files.
         vips_operation_block_set("VipsForeignLoadMagick", TRUE);
         started = true;
@@ -210,7 +224,8 @@ std::optional<QImage> decode(const QString& path, int longestSide)
     // A trailing "[...]" would be read by libvips as load options.
     if (file.endsWith(']')) return std::nullopt;
     const char* loader = vips_foreign_find_load(file.constData());
-    if (!loader) {
+    // The search still names the blocked ImageMagick loader; Qt reads those files instead.
+    if (!loader || vips_isprefix("VipsForeignLoadMagick", loader)) {
         vips_error_clear();
         return decodeWithQt(path, longestSide);
     }

@@ -8,6 +8,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QImageWriter>
+#include <QLocale>
 #include <QSaveFile>
 
 #include <algorithm>
@@ -67,7 +68,11 @@ bool enumerate(const QString& folder, QStringList& result, const QCollator& coll
 
 QCollator fileBrowserCollator()
 {
-    QCollator collator;
+    // Qt's C-locale collator ignores numeric mode; a file browser under a C locale still
+    // orders IMG_2 before IMG_10, so fall back to a real collation there.
+    QLocale locale;
+    if (locale.language() == QLocale::C) locale = QLocale(QLocale::English, QLocale::UnitedStates);
+    QCollator collator(locale);
     collator.setNumericMode(true);
     collator.setCaseSensitivity(Qt::CaseInsensitive);
     collator.setIgnorePunctuation(false);
