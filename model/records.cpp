@@ -17,10 +17,13 @@ constexpr qint64 referenceEpochMs = 978307200000LL;
 
 QString fromView(std::string_view v) { return QString::fromUtf8(v.data(), qsizetype(v.size())); }
 
+// A null value reads as a missing key, as optional keys are read on the other platform.
+bool absent(const QJsonValue& v) { return v.isUndefined() || v.isNull(); }
+
 std::optional<QString> readString(const QJsonObject& o, const char* key, bool& ok)
 {
     const QJsonValue v = o.value(QLatin1StringView(key));
-    if (v.isUndefined()) return std::nullopt;
+    if (absent(v)) return std::nullopt;
     if (!v.isString()) { ok = false; return std::nullopt; }
     return v.toString();
 }
@@ -28,7 +31,7 @@ std::optional<QString> readString(const QJsonObject& o, const char* key, bool& o
 std::optional<bool> readBool(const QJsonObject& o, const char* key, bool& ok)
 {
     const QJsonValue v = o.value(QLatin1StringView(key));
-    if (v.isUndefined()) return std::nullopt;
+    if (absent(v)) return std::nullopt;
     if (!v.isBool()) { ok = false; return std::nullopt; }
     return v.toBool();
 }
@@ -36,7 +39,7 @@ std::optional<bool> readBool(const QJsonObject& o, const char* key, bool& ok)
 std::optional<double> readDouble(const QJsonObject& o, const char* key, bool& ok)
 {
     const QJsonValue v = o.value(QLatin1StringView(key));
-    if (v.isUndefined()) return std::nullopt;
+    if (absent(v)) return std::nullopt;
     if (!v.isDouble()) { ok = false; return std::nullopt; }
     return v.toDouble();
 }
@@ -45,7 +48,7 @@ std::optional<double> readDouble(const QJsonObject& o, const char* key, bool& ok
 std::optional<qint64> readInteger(const QJsonObject& o, const char* key, qint64 lo, qint64 hi, bool& ok)
 {
     const QJsonValue v = o.value(QLatin1StringView(key));
-    if (v.isUndefined()) return std::nullopt;
+    if (absent(v)) return std::nullopt;
     if (!v.isDouble()) { ok = false; return std::nullopt; }
     const double d = v.toDouble();
     const qint64 i = v.toInteger(0);
@@ -216,7 +219,7 @@ std::optional<Piece> Json::decodePiece(const QJsonValue& value)
     if (auto v = readString(o, "name", ok)) p.name = *v;
 
     const QJsonValue ids = o.value(QStringLiteral("photoIDs"));
-    if (!ids.isUndefined()) {
+    if (!absent(ids)) {
         if (!ids.isArray()) return std::nullopt;
         for (const QJsonValue& entry : ids.toArray()) {
             const auto photoID = entry.isString() ? uuidFromText(entry.toString()) : std::nullopt;
@@ -243,7 +246,7 @@ std::optional<Piece> Json::decodePiece(const QJsonValue& value)
     p.displayID = readString(o, "displayID", ok);
 
     const QJsonValue placements = o.value(QStringLiteral("placements"));
-    if (!placements.isUndefined()) {
+    if (!absent(placements)) {
         if (!placements.isObject()) return std::nullopt;
         const QJsonObject map = placements.toObject();
         for (auto it = map.begin(); it != map.end(); ++it) {

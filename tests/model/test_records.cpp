@@ -136,8 +136,11 @@ private slots:
         o.insert("pixelWidth", 1e300);
         QVERIFY(!Json::decodePhoto(o));
         o = Json::encode(samplePhoto());
-        o.insert("originalPath", QJsonValue::Null);
+        o.insert("title", QJsonValue::Null);
         QVERIFY(!Json::decodePhoto(o));
+        o = Json::encode(samplePhoto());
+        o.insert("originalPath", QJsonValue::Null); // null is as good as absent for an optional
+        QCOMPARE(Json::decodePhoto(o)->originalPath, std::nullopt);
         o = Json::encode(samplePhoto());
         o.insert("pixelWidth", 2400.0); // a whole number written as a double is fine
         QVERIFY(Json::decodePhoto(o));
@@ -159,6 +162,9 @@ private slots:
         QCOMPARE(p->seed, 1u);
         QVERIFY(std::abs(p->created.sinceReference - Timestamp::now().sinceReference) < 5);
         QVERIFY(!Json::decodePiece(parse(R"({"name":"No id"})")));
+        QVERIFY(!Json::decodePiece(parse(R"({"id":null})")));
+        const auto nulls = Json::decodePiece(parse(R"({"id":"6F9619FF-8B86-D011-B42D-00C04FC964FF","width":null,"displayID":null,"placements":null})"));
+        QVERIFY(nulls && nulls->width == 300 && !nulls->displayID && nulls->placements.isEmpty());
     }
 
     void pieceRoundTripOmitsAbsentOptionals()
