@@ -1,6 +1,7 @@
 #include "layout.h"
 
 #include <cmath>
+#include <numbers>
 #include <numeric>
 
 namespace velora {
@@ -224,7 +225,7 @@ Arrangement LayoutMath::arrange(CollageLayout layout, const std::vector<double>&
 
 Rect LayoutMath::rotatedBounds(const Rect& rect, double degrees)
 {
-    const double theta = degrees * M_PI / 180.0;
+    const double theta = degrees * std::numbers::pi / 180.0;
     const double c = std::cos(theta);
     const double s = std::sin(theta);
     const double w = std::abs(rect.width * c) + std::abs(rect.height * s);
