@@ -1,0 +1,296 @@
+#include "../storage/image_samples.h"
+#include "image_store.h"
+#include "storage.h"
+#include "studio.h"
+#include "testing.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QImageReader>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTimer>
+
+using namespace velora;
+
+namespace {
+
+const QString couldntRead = QStringLiteral("Those files couldn\u2019t be read as photos.");
+const QString noneFound = QStringLiteral("No photos found there.");
+
+// Runs one import to its end and returns what it handed back.
+QList<Photo> importAndWait(Studio& studio, const QStringList& paths, bool* called = nullptr)
+{
+    QList<Photo> result;
+    bool finished = false;
+    studio.importURLs(paths, [&](const QList<Photo>& photos) {
+        result = photos;
+        finished = true;
+    });
+    if (!QTest::qWaitFor([&] { return finished; }, 60000)) qWarning("import did not finish");
+    if (called) *called = finished;
+    return result;
+}
+
+QStringList photoFiles() { return QDir(Storage::photosDir()).entryList(QDir::Files, QDir::Name); }
+
+QList<QUuid> idsOf(const QList<Photo>& photos)
+{
+    QList<QUuid> ids;
+    for (const Photo& p : photos) ids.append(p.id);
+    return ids;
+}
+
+} // namespace
+
+class TestImport : public QObject {
+    Q_OBJECT
+    QTemporaryDir tmp;
+
+    QString file(const QString& name) const { return QDir(tmp.path()).filePath(name); }
+
+    QString jpeg(const QString& name, int w = 300, int h = 200)
+    {
+        const QString path = file(name);
+        QDir().mkpath(QFileInfo(path).path());
+        samples::writeBytes(path, samples::encode(samples::picture(w, h), "jpeg", 90));
+        return path;
+    }
+
+private slots:
+    void init()
+    {
+        QSettings().clear();
+        QDir(tmp.path()).removeRecursively();
+        QDir().mkpath(tmp.path());
+        Storage::setRoot(file("Velora"));
+        Storage::prepare();
+    }
+
+    void newAndKnownFiles()
+    {
+        Studio studio;
+        const QString a = jpeg("pick/a.jpg"), b = jpeg("pick/b.jpg", 200, 300), c = jpeg("pick/c.jpg");
+        const QList<Photo> first = importAndWait(studio, {b});
+        QCOMPARE(first.size(), 1);
+        QCOMPARE(studio.importMessage(), std::optional<QString>("Added 1 photo to your library."));
+
+        QSignalSpy photoChanges(&studio, &Studio::photosChanged);
+        QList<bool> importingSeen;
+        connect(&studio, &Studio::changed, this, [&] { importingSeen.append(studio.importing()); });
+        QList<Photo> result;
+        bool finished = false;
+        studio.importURLs({c, a, b}, [&](const QList<Photo>& photos) {
+            result = photos;
+            finished = true;
+        });
+        QVERIFY(studio.importing());
+        QVERIFY(QTest::qWaitFor([&] { return finished; }, 60000));
+        QVERIFY(!studio.importing());
+        QCOMPARE(importingSeen.first(), true);
+        QCOMPARE(photoChanges.size(), 1); // appended in one change
+
+        QCOMPARE(studio.photos().size(), 3);
+        QCOMPARE(studio.importMessage(), std::optional<QString>("Added 2 photos to your library."));
+        // The known photo first, then the new ones in name order.
+        QCOMPARE(result.size(), 3);
+        QCOMPARE(result[0], first[0]);
+        QCOMPARE(result[1].originalPath, std::optional<QString>(a));
+        QCOMPARE(result[2].originalPath, std::optional<QString>(c));
+        QCOMPARE(result[1].title, QString("a"));
+        QCOMPARE(result[2], studio.photos().last());
+        QCOMPARE(result[2].photosIdentifier, std::nullopt);
+        QCOMPARE(photoFiles().size(), 6);
+
+        // Only known files: nothing added, the message cleared, the known photos returned.
+        studio.setImportMessage(QStringLiteral("old"));
+        const QList<Photo> again = importAndWait(studio, {file("pick")});
+        QCOMPARE(studio.photos().size(), 3);
+        QCOMPARE(studio.importMessage(), std::nullopt);
+        QCOMPARE(again.size(), 3);
+        QCOMPARE(again[0].originalPath, std::optional<QString>(a));
+        QCOMPARE(again[1].originalPath, std::optional<QString>(b));
+        QVERIFY(!studio.importing());
+
+        // A copy at another path is new.
+        QVERIFY(QDir().mkpath(file("copy")));
+        QVERIFY(QFile::copy(a, file("copy/a.jpg")));
+        QCOMPARE(importAndWait(studio, {file("copy/a.jpg")}).size(), 1);
+        QCOMPARE(studio.photos().size(), 4);
+    }
+
+    void titles()
+    {
+        Studio studio;
+        const QList<Photo> photos = importAndWait(studio, {jpeg("t/Summer.in.Rome.JPG"), jpeg("t/plain.jpeg")});
+        QCOMPARE(photos.size(), 2);
+        QCOMPARE(photos[0].title, QString("plain"));
+        QCOMPARE(photos[1].title, QString("Summer.in.Rome"));
+    }
+
+    void nothingFound()
+    {
+        Studio studio;
+        QDir().mkpath(file("texts"));
+        samples::writeBytes(file("texts/a.txt"), "hello");
+        samples::writeBytes(file("texts/b.md"), "# hi");
+        QList<bool> importingSeen;
+        connect(&studio, &Studio::changed, this, [&] { importingSeen.append(studio.importing()); });
+        bool called = false;
+        const QList<Photo> result = importAndWait(studio, {file("texts"), file("missing")}, &called);
+        QVERIFY(called);
+        QVERIFY(result.isEmpty());
+        QCOMPARE(studio.importMessage(), std::optional<QString>(noneFound));
+        QVERIFY(!importingSeen.contains(true));
+        QVERIFY(studio.photos().isEmpty());
+    }
+
+    void badFilesLoseNothing_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QByteArray>("bytes");
+        const QByteArray good = samples::encode(samples::picture(1200, 800), "jpeg", 90);
+        QTest::newRow("zero bytes") << "empty.jpg" << QByteArray();
+        QTest::newRow("truncated jpeg") << "cut.jpg" << good.left(good.size() / 3);
+        QTest::newRow("text as jpg") << "text.jpg" << QByteArray("not a photo\n");
+        QTest::newRow("text as heic") << "text.heic" << QByteArray("not a photo\n");
+        QTest::newRow("png bomb") << "bomb.png" << samples::pngDeclaring(50000, 50000);
+    }
+
+    void badFilesLoseNothing()
+    {
+        QFETCH(QString, name);
+        QFETCH(QByteArray, bytes);
+        Studio studio;
+        const QList<Photo> existing = importAndWait(studio, {jpeg("keep.jpg")});
+        QCOMPARE(existing.size(), 1);
+        const QStringList filesBefore = photoFiles();
+        QCOMPARE(filesBefore.size(), 2);
+
+        QVERIFY(samples::writeBytes(file(name), bytes));
+        const QList<Photo> result = importAndWait(studio, {file(name)});
+        QVERIFY(result.isEmpty());
+        QCOMPARE(studio.importMessage(), std::optional<QString>(couldntRead));
+        QVERIFY(!studio.importing());
+        QCOMPARE(studio.photos(), existing);
+        QCOMPARE(photoFiles(), filesBefore);
+        QCOMPARE(QImageReader(*Storage::photoPath(existing[0].fileName)).size(), QSize(300, 200));
+
+        // With a known file among them, a bad one gives no message at all.
+        const QList<Photo> mixed = importAndWait(studio, {file(name), file("keep.jpg")});
+        QCOMPARE(mixed, existing);
+        QCOMPARE(studio.importMessage(), std::nullopt);
+    }
+
+    void largeAndRotatedPhotos()
+    {
+        Studio studio;
+        const QString big = jpeg("big.jpg", 6000, 4000);
+        const QString turned = file("turned.jpg");
+        QVERIFY(samples::writeBytes(turned, samples::withOrientation(samples::encode(samples::picture(900, 600), "jpeg", 92), 6)));
+        const QList<Photo> photos = importAndWait(studio, {big, turned});
+        QCOMPARE(photos.size(), 2);
+
+        QCOMPARE(photos[0].pixelWidth, 2400);
+        QCOMPARE(photos[0].pixelHeight, 1600);
+        QCOMPARE(QImageReader(*Storage::photoPath(photos[0].fileName)).size(), QSize(2400, 1600));
+        QCOMPARE(QImageReader(*Storage::photoPath(photos[0].thumbName)).size(), QSize(640, 426));
+
+        QCOMPARE(photos[1].pixelWidth, 600);
+        QCOMPARE(photos[1].pixelHeight, 900);
+        QImageReader reader(*Storage::photoPath(photos[1].fileName));
+        reader.setAutoTransform(false); // the copy itself must be upright, not merely tagged
+        const QImage stored = reader.read();
+        QCOMPARE(stored.size(), QSize(600, 900));
+        QVERIFY(qRed(stored.pixel(300, 150)) > 150 && qBlue(stored.pixel(300, 150)) < 90);
+        QVERIFY(qBlue(stored.pixel(300, 750)) > 150);
+        QCOMPARE(QImageReader(*Storage::photoPath(photos[1].thumbName)).size(), QSize(426, 640));
+    }
+
+    void mainLoopKeepsTurning()
+    {
+        Studio studio;
+        QStringList paths;
+        for (int i = 0; i < 4; ++i) paths.append(jpeg(QString("loop/p%1.jpg").arg(i), 6000, 4000));
+        int ticks = 0;
+        QTimer timer;
+        timer.setInterval(5);
+        connect(&timer, &QTimer::timeout, this, [&] { ++ticks; });
+        timer.start();
+        QElapsedTimer clock;
+        clock.start();
+        bool finished = false;
+        studio.importURLs(paths, [&](const QList<Photo>&) { finished = true; });
+        const int ticksAtStart = ticks;
+        QVERIFY(QTest::qWaitFor([&] { return finished; }, 120000));
+        const qint64 elapsed = clock.elapsed();
+        const int turned = ticks - ticksAtStart;
+        // While the worker decodes, the timer fires about as often as it would when idle.
+        QVERIFY2(turned >= elapsed / 5 / 4, qPrintable(QString("%1 ticks in %2 ms").arg(turned).arg(elapsed)));
+        QCOMPARE(studio.photos().size(), 4);
+    }
+
+    void panels()
+    {
+        Studio studio;
+        // No chooser installed: nothing is chosen, nothing happens.
+        QVERIFY(studio.chooseFiles().isEmpty());
+        studio.addToLibraryFromPanel();
+        studio.newPieceFromPanel();
+        QVERIFY(!studio.importing());
+        QCOMPARE(studio.importMessage(), std::nullopt);
+
+        const QString a = jpeg("panel/a.jpg"), b = jpeg("panel/b.jpg");
+        QStringList choice;
+        studio.setFileChooser([&] { return choice; });
+        choice = {a};
+        studio.addToLibraryFromPanel();
+        QVERIFY(QTest::qWaitFor([&] { return studio.photos().size() == 1 && !studio.importing(); }, 60000));
+        QVERIFY(studio.pieces().isEmpty());
+
+        // Files all in the library already still make a piece of them.
+        choice = {file("panel")};
+        studio.newPieceFromPanel();
+        QVERIFY(QTest::qWaitFor([&] { return !studio.pieces().isEmpty(); }, 60000));
+        QCOMPARE(studio.photos().size(), 2);
+        QCOMPARE(studio.pieces()[0].photoIDs, idsOf(studio.photos()));
+        QCOMPARE(studio.pieces()[0].layout, CollageLayout::row);
+        QCOMPARE(studio.selectedPieceID(), std::optional<QUuid>(studio.pieces()[0].id));
+
+        choice = {a};
+        studio.newPieceFromPanel();
+        QVERIFY(QTest::qWaitFor([&] { return studio.pieces().size() == 2; }, 60000));
+        QCOMPARE(studio.pieces()[1].photoIDs, QList<QUuid>{studio.photos()[0].id});
+
+        // Cancelled: nothing at all.
+        choice = {};
+        studio.setImportMessage(QStringLiteral("kept"));
+        studio.newPieceFromPanel();
+        studio.addToLibraryFromPanel();
+        QCOMPARE(studio.importMessage(), std::optional<QString>("kept"));
+        QCOMPARE(studio.pieces().size(), 2);
+
+        // Nothing readable picked for a new piece: no piece.
+        samples::writeBytes(file("panel/bad.jpg"), "x");
+        choice = {file("panel/bad.jpg")};
+        studio.newPieceFromPanel();
+        QVERIFY(QTest::qWaitFor([&] { return studio.importMessage() == couldntRead; }, 60000));
+        QTest::qWait(50);
+        QCOMPARE(studio.pieces().size(), 2);
+    }
+
+    void studioGoneBeforeTheEnd()
+    {
+        auto* studio = new Studio;
+        bool called = false;
+        studio->importURLs({jpeg("gone/a.jpg", 2000, 1500)}, [&](const QList<Photo>&) { called = true; });
+        delete studio;
+        QTest::qWait(1500);
+        QVERIFY(!called);
+    }
+};
+
+VELORA_TEST(TestImport)
+#include "test_import.moc"
