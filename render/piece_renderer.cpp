@@ -242,7 +242,7 @@ void drawTape(QPainter* p, const QRectF& box, qreal u, const QString& caption)
         TapeStrip::draw(p, strip);
         if (i == 0 && !caption.isEmpty()) {
             const QFont font = Handwriting::font(p, std::max(0.5 * thickness, 9.0));
-            drawText(p, font, QColor::fromRgbF(0.17f, 0.16f, 0.24f), strip.adjusted(0.12 * length, 0, -0.12 * length, 0),
+            drawText(p, font, QColor::fromRgbF(0.17f, 0.16f, 0.24f), strip.adjusted(0.08 * length, 0, -0.08 * length, 0),
                      Qt::AlignCenter, caption);
         }
         p->restore();
@@ -260,7 +260,7 @@ void drawFilmPrint(QPainter* p, const QRectF& box, const QRectF& window, bool ve
     p->save();
     if (vertical) {
         // Along the right band, reading downwards.
-        p->translate(box.right() - band, window.top() + 0.25 * t);
+        p->translate(box.right(), window.top() + 0.25 * t);
         p->rotate(90);
         drawText(p, font, amber, QRectF(0, 0, window.height() - 0.5 * t, band), Qt::AlignLeft | Qt::AlignVCenter,
                  text);
