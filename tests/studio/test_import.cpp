@@ -1,4 +1,5 @@
 #include "../storage/image_samples.h"
+#include "file_chooser_dialog.h"
 #include "image_store.h"
 #include "storage.h"
 #include "studio.h"
@@ -7,7 +8,10 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFileInfo>
+#include <QFileSystemModel>
 #include <QImageReader>
+#include <QListView>
+#include <QPushButton>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -279,6 +283,40 @@ private slots:
         QVERIFY(QTest::qWaitFor([&] { return studio.importMessage() == couldntRead; }, 60000));
         QTest::qWait(50);
         QCOMPARE(studio.pieces().size(), 2);
+    }
+
+    void chooserDialogTakesFilesAndFolders()
+    {
+        jpeg("choose/album/a.jpg");
+        jpeg("choose/b.JPG");
+        samples::writeBytes(file("choose/notes.txt"), "x");
+        FileChooserDialog dialog;
+        QCOMPARE(dialog.windowTitle(), QString("Choose photos, or a folder of photos."));
+        QCOMPARE(dialog.labelText(QFileDialog::Accept), QString("Add"));
+        QCOMPARE(dialog.fileMode(), QFileDialog::ExistingFiles);
+        QVERIFY(dialog.testOption(QFileDialog::DontUseNativeDialog));
+        dialog.setDirectory(file("choose"));
+        auto* list = dialog.findChild<QListView*>("listView");
+        QVERIFY(list);
+        auto* model = qobject_cast<QFileSystemModel*>(list->model());
+        QVERIFY(model);
+        const QModelIndex root = model->index(file("choose"));
+        // Folders and images are listed; other files are not.
+        QTRY_COMPARE(model->rowCount(root), 2);
+        QStringList listed;
+        for (int row = 0; row < model->rowCount(root); ++row) listed.append(model->fileName(model->index(row, 0, root)));
+        listed.sort();
+        QCOMPARE(listed, QStringList({"album", "b.JPG"}));
+
+        list->selectionModel()->clearSelection();
+        for (const QString& name : {QString("album"), QString("b.JPG")})
+            list->selectionModel()->select(model->index(file("choose/" + name)),
+                                           QItemSelectionModel::Select | QItemSelectionModel::Rows);
+        dialog.accept();
+        QCOMPARE(dialog.result(), int(QDialog::Accepted));
+        QStringList chosen = dialog.chosen();
+        chosen.sort();
+        QCOMPARE(chosen, QStringList({file("choose/album"), file("choose/b.JPG")}));
     }
 
     void studioGoneBeforeTheEnd()
