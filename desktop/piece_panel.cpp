@@ -1,0 +1,225 @@
+#include "piece_panel.h"
+
+#include "desktop_controller.h"
+#include "desktop_window.h"
+#include "piece_content.h"
+#include "studio.h"
+
+#include <QMenu>
+#include <QMouseEvent>
+#include <QWindow>
+
+namespace velora {
+
+namespace {
+
+Qt::WindowFlags panelFlags()
+{
+    Qt::WindowFlags flags = Qt::FramelessWindowHint | Qt::WindowDoesNotAcceptFocus | Qt::WindowStaysOnBottomHint |
+                            Qt::NoDropShadowWindowHint;
+#ifdef Q_OS_MACOS
+    // A panel, so that it can be non-activating.
+    flags |= Qt::Tool;
+#else
+    // Not Qt::Tool: on X11 that makes the window transient for the application, which window
+    // managers keep above the application's other windows.
+    flags |= Qt::Window;
+#endif
+    return flags;
+}
+
+} // namespace
+
+PiecePanel::PiecePanel(DesktopController& controller, const QUuid& pieceID)
+    : QWidget(nullptr, panelFlags())
+    , m_controller(controller)
+    , m_pieceID(pieceID)
+{
+    setAttribute(Qt::WA_TranslucentBackground);
+    setAttribute(Qt::WA_NoSystemBackground);
+    setAttribute(Qt::WA_ShowWithoutActivating);
+    setAttribute(Qt::WA_MacAlwaysShowToolWindow);
+    setAttribute(Qt::WA_QuitOnClose, false);
+    setFocusPolicy(Qt::NoFocus);
+    setWindowTitle(QStringLiteral("Velora piece"));
+
+    m_content = new PieceContent(this);
+    m_shaped = !Platform::blendsTranslucentWindows();
+    m_content->setOpaqueShape(m_shaped);
+    connect(m_content, &PieceContent::imageChanged, this, &PiecePanel::updateShape);
+
+    m_glide.setDuration(glideMs);
+    m_glide.setEasingCurve(QEasingCurve::InOutQuad);
+    connect(&m_glide, &QVariantAnimation::valueChanged, this, [this](const QVariant& value) {
+        const QPointF p = value.toPointF();
+        moveOrigin({p.x(), p.y()});
+    });
+    connect(&m_glide, &QVariantAnimation::finished, this, [this] { moveOrigin(m_glideTarget); });
+
+    // The native window exists from here on, so the window-manager hints are in place before the
+    // first show.
+    winId();
+    Platform::prepareDesktopWindow(windowHandle());
+    applyGeometry();
+}
+
+PiecePanel::~PiecePanel() = default;
+
+Rect PiecePanel::frame() const
+{
+    if (isGliding()) return {m_glideTarget.x, m_glideTarget.y, m_frame.width, m_frame.height};
+    return m_frame;
+}
+
+void PiecePanel::setFrame(const Rect& frame)
+{
+    m_glide.stop();
+    m_frame = frame;
+    applyGeometry();
+}
+
+void PiecePanel::moveOrigin(const Point& origin)
+{
+    m_frame.x = origin.x;
+    m_frame.y = origin.y;
+    applyGeometry();
+}
+
+void PiecePanel::applyGeometry()
+{
+    const QRect r = m_controller.screens().space().windowRect(m_frame);
+    if (r.size() != size()) {
+        setGeometry(r);
+        m_content->setGeometry(rect());
+    } else if (r.topLeft() != pos()) {
+        move(r.topLeft());
+    }
+}
+
+void PiecePanel::orderFront()
+{
+    show();
+    Platform::desktopWindowShown(windowHandle());
+}
+
+void PiecePanel::setIgnoresMouse(bool ignore)
+{
+    if (m_ignoresMouse == ignore) return;
+    m_ignoresMouse = ignore;
+    Qt::WindowFlags flags = windowFlags();
+    flags.setFlag(Qt::WindowTransparentForInput, ignore);
+    // Not setWindowFlags(): that re-creates and hides the window.
+    overrideWindowFlags(flags);
+    if (QWindow* w = windowHandle()) {
+        w->setFlags(flags);
+        Platform::desktopWindowShown(w);
+    }
+}
+
+void PiecePanel::setContent(const PieceView& view) { m_content->setView(view); }
+
+void PiecePanel::updateShape()
+{
+    if (!m_shaped) return;
+    if (m_content->shape().isEmpty())
+        clearMask();
+    else
+        setMask(m_content->shape());
+}
+
+void PiecePanel::release()
+{
+    m_glide.stop();
+    m_dragging = false;
+    hide();
+    deleteLater();
+}
+
+void PiecePanel::mousePressEvent(QMouseEvent* event)
+{
+    if (event->button() == Qt::LeftButton) {
+        m_glide.stop();
+        m_dragging = true;
+        m_moved = false;
+        m_dragStartMouse = m_controller.screens().space().pointFromQt(event->globalPosition());
+        m_dragStartOrigin = {m_frame.x, m_frame.y};
+        event->accept();
+        return;
+    }
+    if (event->button() == Qt::RightButton) {
+        contextMenu()->popup(event->globalPosition().toPoint());
+        event->accept();
+        return;
+    }
+    QWidget::mousePressEvent(event);
+}
+
+void PiecePanel::mouseMoveEvent(QMouseEvent* event)
+{
+    event->accept();
+    if (!m_dragging) return;
+    m_moved = true;
+    // The global position: the position in the window changes as the window moves.
+    const Point mouse = m_controller.screens().space().pointFromQt(event->globalPosition());
+    moveOrigin({m_dragStartOrigin.x + (mouse.x - m_dragStartMouse.x), m_dragStartOrigin.y + (mouse.y - m_dragStartMouse.y)});
+}
+
+void PiecePanel::mouseReleaseEvent(QMouseEvent* event)
+{
+    if (event->button() != Qt::LeftButton) {
+        QWidget::mouseReleaseEvent(event);
+        return;
+    }
+    event->accept();
+    if (!m_dragging) return;
+    m_dragging = false;
+    if (m_moved) finishDrag();
+}
+
+void PiecePanel::mouseDoubleClickEvent(QMouseEvent* event)
+{
+    event->accept();
+    if (event->button() != Qt::LeftButton) return;
+    // Qt delivers the second press before this; it starts no drag.
+    m_dragging = false;
+    m_moved = false;
+    m_controller.openEditor(m_pieceID);
+}
+
+void PiecePanel::finishDrag()
+{
+    const QList<ScreenInfo> screens = m_controller.screens().screens();
+    if (screens.isEmpty()) qFatal("Velora: no screen to place a piece on");
+    const ScreenInfo screen = screens[ScreenMath::screenOf(m_frame, screens).value_or(0)];
+    const Point target = DesktopController::snapped(m_frame, m_margin, screen);
+
+    m_glideTarget = target;
+    m_glide.stop();
+    m_glide.setStartValue(QPointF(m_frame.x, m_frame.y));
+    m_glide.setEndValue(QPointF(target.x, target.y));
+    m_glide.start();
+    emit dropped(target);
+
+    const QString key = screen.key;
+    m_controller.studio().update(m_pieceID, [&](Piece& p) { p.displayID = key; });
+    m_controller.savePlacement(m_pieceID, target, screen);
+}
+
+QMenu* PiecePanel::contextMenu()
+{
+    auto* menu = new QMenu(this);
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    DesktopController* controller = &m_controller;
+    Studio* studio = &m_controller.studio();
+    const QUuid id = m_pieceID;
+    menu->addAction(QStringLiteral("Edit in Velora\u2026"), menu, [controller, id] { controller->openEditor(id); });
+    // Identifiers count, whether or not their photos are still in the library.
+    if (const Piece* piece = studio->piece(id); piece && piece->photoIDs.size() >= 2)
+        menu->addAction(QStringLiteral("Next Photo"), menu, [studio, id] { studio->advance(id); });
+    menu->addSeparator();
+    menu->addAction(QStringLiteral("Lock in Place"), menu, [studio, id] { studio->toggleLocked(id); });
+    menu->addAction(QStringLiteral("Hide This Piece"), menu, [studio, id] { studio->toggleVisible(id); });
+    return menu;
+}
+
+} // namespace velora

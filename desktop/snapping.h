@@ -1,0 +1,31 @@
+#pragma once
+// Where a dropped piece comes to rest: the edges of the usable screen area, or a soft grid.
+#include "geometry_types.h"
+
+#include <QString>
+#include <QVariant>
+
+class QSettings;
+
+namespace velora::Snapping {
+
+inline constexpr double edgeGap = 16;        // distance kept from an edge
+inline constexpr double edgeCapture = 22;    // pulled to an edge closer than this
+inline constexpr double gridPitch = 24;
+inline constexpr double gridCapture = 7;     // pulled to a grid line closer than this
+
+// Nearest whole number, halves away from zero.
+double roundAway(double v);
+
+// frame: the panel in y-up global points; margin: its transparent border; visible: the screen's
+// usable frame. Returns the panel origin. Left wins over right and top over bottom when a piece is
+// near both; the grid counts columns from the visible frame's left and rows down from its top.
+Point snapped(const Rect& frame, double margin, const Rect& visible, bool grid);
+
+// A Boolean setting: the stored Boolean, else the fallback. Formats that cannot keep types
+// (INI files) hold a Boolean as the word true or false, so there exactly those words count.
+bool readBool(const QSettings& settings, const QString& key, bool fallback);
+// The same rule on one value; textOnlyFormat: the value came from such a text format.
+bool boolValue(const QVariant& value, bool textOnlyFormat, bool fallback);
+
+} // namespace velora::Snapping

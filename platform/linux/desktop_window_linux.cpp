@@ -1,0 +1,160 @@
+// X11: EWMH hints that keep a piece above the desktop and below ordinary windows, on every
+// workspace, out of taskbars and pagers, never focused. Wayland gives ordinary clients no say in
+// stacking or workspaces; there the frameless, non-focusing window Qt makes is all we get.
+#include "desktop_window.h"
+
+#include <QGuiApplication>
+#include <QWindow>
+#include <QtGui/qguiapplication_platform.h>
+
+#include <xcb/xcb.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+namespace velora::Platform {
+
+namespace {
+
+struct FreeDeleter {
+    void operator()(void* p) const { std::free(p); }
+};
+template <typename T> using Reply = std::unique_ptr<T, FreeDeleter>;
+
+xcb_connection_t* connection()
+{
+    if (session() != Session::x11) return nullptr;
+    auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    return x11 ? x11->connection() : nullptr;
+}
+
+xcb_atom_t atom(xcb_connection_t* c, const char* name)
+{
+    Reply<xcb_intern_atom_reply_t> reply(
+        xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, uint16_t(std::strlen(name)), name), nullptr));
+    return reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
+}
+
+xcb_window_t rootOf(xcb_connection_t* c, xcb_window_t window)
+{
+    Reply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(c, xcb_query_tree(c, window), nullptr));
+    return tree ? tree->root : xcb_window_t(XCB_WINDOW_NONE);
+}
+
+constexpr uint32_t allDesktops = 0xFFFFFFFFu;
+
+struct Atoms {
+    xcb_atom_t type, utility, state, below, sticky, skipTaskbar, skipPager, desktop;
+    explicit Atoms(xcb_connection_t* c)
+        : type(atom(c, "_NET_WM_WINDOW_TYPE"))
+        , utility(atom(c, "_NET_WM_WINDOW_TYPE_UTILITY"))
+        , state(atom(c, "_NET_WM_STATE"))
+        , below(atom(c, "_NET_WM_STATE_BELOW"))
+        , sticky(atom(c, "_NET_WM_STATE_STICKY"))
+        , skipTaskbar(atom(c, "_NET_WM_STATE_SKIP_TASKBAR"))
+        , skipPager(atom(c, "_NET_WM_STATE_SKIP_PAGER"))
+        , desktop(atom(c, "_NET_WM_DESKTOP"))
+    {
+    }
+    std::array<xcb_atom_t, 4> states() const { return {below, sticky, skipTaskbar, skipPager}; }
+};
+
+// Utility rather than desktop or dock: a desktop-type window shares the layer of the desktop
+// background and its icon window (which can cover it), and docks are kept above ordinary
+// windows. A utility window in the "below" state sits between the two, like the macOS level.
+void setWindowType(xcb_connection_t* c, xcb_window_t w, const Atoms& a)
+{
+    xcb_change_property(c, XCB_PROP_MODE_REPLACE, w, a.type, XCB_ATOM_ATOM, 32, 1, &a.utility);
+}
+
+void sendClientMessage(xcb_connection_t* c, xcb_window_t root, xcb_window_t w, xcb_atom_t type,
+                       std::array<uint32_t, 5> data)
+{
+    xcb_client_message_event_t event;
+    std::memset(&event, 0, sizeof event);
+    event.response_type = XCB_CLIENT_MESSAGE;
+    event.format = 32;
+    event.window = w;
+    event.type = type;
+    std::memcpy(event.data.data32, data.data(), sizeof(uint32_t) * 5);
+    xcb_send_event(c, 0, root, XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                   reinterpret_cast<const char*>(&event));
+}
+
+} // namespace
+
+void prepareDesktopWindow(QWindow* window)
+{
+    xcb_connection_t* c = connection();
+    if (!c || !window) return;
+    const auto w = xcb_window_t(window->winId());
+    const Atoms a(c);
+    setWindowType(c, w, a);
+
+    // Merged with what is there: Qt adds its own states (and keeps ours) when it maps the window.
+    std::vector<xcb_atom_t> states;
+    Reply<xcb_get_property_reply_t> current(
+        xcb_get_property_reply(c, xcb_get_property(c, 0, w, a.state, XCB_ATOM_ATOM, 0, 1024), nullptr));
+    if (current && current->format == 32 && current->type == XCB_ATOM_ATOM) {
+        const auto* data = static_cast<const xcb_atom_t*>(xcb_get_property_value(current.get()));
+        states.assign(data, data + xcb_get_property_value_length(current.get()) / 4);
+    }
+    for (xcb_atom_t s : a.states())
+        if (std::find(states.begin(), states.end(), s) == states.end()) states.push_back(s);
+    xcb_change_property(c, XCB_PROP_MODE_REPLACE, w, a.state, XCB_ATOM_ATOM, 32, uint32_t(states.size()),
+                        states.data());
+    xcb_change_property(c, XCB_PROP_MODE_REPLACE, w, a.desktop, XCB_ATOM_CARDINAL, 32, 1, &allDesktops);
+
+    // WM_HINTS: input false, so the window manager never gives it the keyboard.
+    std::array<uint32_t, 9> hints{};
+    Reply<xcb_get_property_reply_t> old(xcb_get_property_reply(
+        c, xcb_get_property(c, 0, w, XCB_ATOM_WM_HINTS, XCB_ATOM_WM_HINTS, 0, 9), nullptr));
+    if (old && old->format == 32) {
+        const int n = std::min<int>(9, xcb_get_property_value_length(old.get()) / 4);
+        std::memcpy(hints.data(), xcb_get_property_value(old.get()), size_t(n) * 4);
+    }
+    constexpr uint32_t inputHint = 1;
+    hints[0] |= inputHint;
+    hints[1] = 0;
+    xcb_change_property(c, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_HINTS, XCB_ATOM_WM_HINTS, 32, 9, hints.data());
+    xcb_flush(c);
+}
+
+void desktopWindowShown(QWindow* window)
+{
+    xcb_connection_t* c = connection();
+    if (!c || !window || !window->isVisible()) return;
+    const auto w = xcb_window_t(window->winId());
+    const xcb_window_t root = rootOf(c, w);
+    if (root == XCB_WINDOW_NONE) return;
+    const Atoms a(c);
+    // Qt writes its own window type again whenever the flags change.
+    setWindowType(c, w, a);
+    constexpr uint32_t add = 1;
+    constexpr uint32_t fromApplication = 1;
+    sendClientMessage(c, root, w, a.state, {add, a.below, a.sticky, fromApplication, 0});
+    sendClientMessage(c, root, w, a.state, {add, a.skipTaskbar, a.skipPager, fromApplication, 0});
+    sendClientMessage(c, root, w, a.desktop, {allDesktops, fromApplication, 0, 0, 0});
+    xcb_flush(c);
+}
+
+bool blendsTranslucentWindows()
+{
+    xcb_connection_t* c = connection();
+    if (!c) return true; // Wayland always composites; offscreen has nothing to blend with
+    int screen = 0;
+    const QByteArray display = qgetenv("DISPLAY");
+    const int dot = display.lastIndexOf('.');
+    if (dot > display.lastIndexOf(':')) screen = display.mid(dot + 1).toInt();
+    const QByteArray name = "_NET_WM_CM_S" + QByteArray::number(screen);
+    const xcb_atom_t cm = atom(c, name.constData());
+    Reply<xcb_get_selection_owner_reply_t> owner(
+        xcb_get_selection_owner_reply(c, xcb_get_selection_owner(c, cm), nullptr));
+    return owner && owner->owner != XCB_WINDOW_NONE;
+}
+
+} // namespace velora::Platform
