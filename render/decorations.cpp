@@ -21,11 +21,11 @@ qreal deviceScale(const QPainter* painter)
     return std::isfinite(s) && s > 0 ? s : 1.0;
 }
 
-// Paints `fn` (in `rect`'s coordinates) into a private layer and draws the layer, so clear-mode
-// punches stay inside it.
-template <typename Fn>
-void drawLayer(QPainter* painter, const QRectF& rect, Fn fn)
+} // namespace
+
+void Layers::draw(QPainter* painter, const QRectF& rect, const std::function<void(QPainter*)>& paint)
 {
+    if (!rect.isValid()) return;
     const qreal scale = std::min<qreal>(deviceScale(painter), 16);
     const QSize px(std::max(1, qCeil(rect.width() * scale)), std::max(1, qCeil(rect.height() * scale)));
     if (px.width() > 16384 || px.height() > 16384) return;
@@ -35,15 +35,16 @@ void drawLayer(QPainter* painter, const QRectF& rect, Fn fn)
         QPainter p(&layer);
         p.setRenderHint(QPainter::Antialiasing);
         p.setRenderHint(QPainter::TextAntialiasing);
+        p.setRenderHint(QPainter::SmoothPixmapTransform);
         p.scale(px.width() / rect.width(), px.height() / rect.height());
-        fn(&p);
+        p.translate(-rect.topLeft());
+        paint(&p);
     }
     painter->save();
     painter->setRenderHint(QPainter::SmoothPixmapTransform);
     painter->drawImage(rect, layer);
     painter->restore();
 }
-} // namespace
 
 // --- fonts ----------------------------------------------------------------------------------
 
@@ -165,6 +166,22 @@ QList<QRectF> FilmStrip::holeRects(QSizeF size, bool vertical, qreal t)
     return out;
 }
 
+void FilmStrip::paint(QPainter* p, const QRectF& box, bool vertical, qreal t)
+{
+    p->save();
+    p->setRenderHint(QPainter::Antialiasing);
+    p->setPen(Qt::NoPen);
+    p->setBrush(QColor::fromRgbF(0.085f, 0.075f, 0.07f));
+    p->drawRoundedRect(box, 0.08 * t, 0.08 * t);
+    // The holes go right through the stock (and its shadow): whatever lies behind shows in them.
+    p->setCompositionMode(QPainter::CompositionMode_Clear);
+    p->setBrush(Qt::black);
+    const qreal radius = 0.22 * 0.3 * t;
+    for (const QRectF& hole : holeRects(box.size(), vertical, t))
+        p->drawRoundedRect(hole.translated(box.topLeft()), radius, radius);
+    p->restore();
+}
+
 QImage FilmStrip::render(QSizeF size, bool vertical, qreal t, qreal scale)
 {
     if (!(size.width() > 0) || !(size.height() > 0) || !(scale > 0)) return {};
@@ -173,16 +190,8 @@ QImage FilmStrip::render(QSizeF size, bool vertical, qreal t, qreal scale)
     QImage image(px, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);
     QPainter p(&image);
-    p.setRenderHint(QPainter::Antialiasing);
     p.scale(px.width() / size.width(), px.height() / size.height());
-    p.setPen(Qt::NoPen);
-    p.setBrush(QColor::fromRgbF(0.085f, 0.075f, 0.07f));
-    p.drawRoundedRect(QRectF(QPointF(0, 0), size), 0.08 * t, 0.08 * t);
-    // The holes go right through the stock: whatever lies behind the strip shows in them.
-    p.setCompositionMode(QPainter::CompositionMode_Clear);
-    p.setBrush(Qt::black);
-    const qreal radius = 0.22 * 0.3 * t;
-    for (const QRectF& hole : holeRects(size, vertical, t)) p.drawRoundedRect(hole, radius, radius);
+    paint(&p, QRectF(QPointF(0, 0), size), vertical, t);
     return image;
 }
 
@@ -272,7 +281,8 @@ void Pictogram::photo(QPainter* painter, const QRectF& rect, const QColor& color
 
 void Pictogram::photoBadgePlus(QPainter* painter, const QRectF& rect, const QColor& color)
 {
-    drawLayer(painter, rect, [&](QPainter* p) {
+    Layers::draw(painter, rect, [&](QPainter* p) {
+        p->translate(rect.topLeft());
         const QRectF local(QPointF(0, 0), rect.size());
         photo(p, QRectF(0, 0, local.width() * 0.86, local.height() * 0.86), color);
         const qreal r = 0.24 * std::min(local.width(), local.height());

@@ -9,11 +9,18 @@
 #include <QRectF>
 #include <QString>
 
+#include <functional>
 #include <optional>
 
 class QPainter;
 
 namespace velora {
+
+namespace Layers {
+// Paints `paint` (in the painter's coordinates, clipped to `rect`) into a private transparent layer
+// at device resolution and draws the layer, so clear-mode punches stay inside it.
+void draw(QPainter* painter, const QRectF& rect, const std::function<void(QPainter*)>& paint);
+} // namespace Layers
 
 namespace Fonts {
 // The sans used for every label (DejaVu Sans where installed).
@@ -54,7 +61,9 @@ struct Holes {
 Holes holes(qreal length, qreal t);
 // Every hole rectangle (both rows) of a strip of `size`.
 QList<QRectF> holeRects(QSizeF size, bool vertical, qreal t);
-// The film stock with its holes punched through, as a premultiplied image `scale` pixels per point.
+// The film stock in `box`, its holes cleared to transparency: paint it into a layer of its own.
+void paint(QPainter* painter, const QRectF& box, bool vertical, qreal t);
+// The same as a premultiplied image `scale` pixels per point.
 QImage render(QSizeF size, bool vertical, qreal t, qreal scale);
 } // namespace FilmStrip
 

@@ -289,16 +289,17 @@ void drawFramedBox(QPainter* p, const QRectF& box, FrameStyle style, const Frame
                   std::max(0.014 * u, 1.5));
         break;
     case FrameStyle::film: {
+        // Stock, shadow and holes share one layer, so the holes clear the strip's own shadow too.
         const qreal t = vertical ? in.left : in.top;
-        const QImage strip = FilmStrip::render(box.size(), vertical, t, std::min(deviceScale(p), 8.0));
-        if (!strip.isNull()) {
-            Shadow::draw(p, box, [&](QPainter* q) { q->drawImage(box, strip); }, std::max(0.025 * u, 3.0),
-                         {0, std::max(0.012 * u, 1.5)}, 0.3);
-            p->save();
-            p->setRenderHint(QPainter::SmoothPixmapTransform);
-            p->drawImage(box, strip);
-            p->restore();
-        }
+        const qreal radius = std::max(0.025 * u, 3.0);
+        const qreal offset = std::max(0.012 * u, 1.5);
+        const qreal reach = 1.5 * radius + 2;
+        QPainterPath stock;
+        stock.addRoundedRect(box, 0.08 * t, 0.08 * t);
+        Layers::draw(p, box.adjusted(-reach, -reach, reach, reach + offset), [&](QPainter* q) {
+            Shadow::draw(q, stock, radius, {0, offset}, 0.3);
+            FilmStrip::paint(q, box, vertical, t);
+        });
         break;
     }
     case FrameStyle::bare:
@@ -427,6 +428,9 @@ Prepared prepare(const PieceView& view)
             out.canvas = EmptyPieceCard::size(width);
         return out;
     }
+    // A piece without a positive width has nothing to draw (a stack would otherwise mirror itself).
+    const qreal width = view.effectiveWidth();
+    if (!(std::isfinite(width) && width > 0)) return out;
     out.caption = view.caption(out.shown);
     out.geometry = PieceView::geometry(view.piece, out.shown, view.width, !out.caption.isEmpty());
     if (out.geometry.drawable(kMaxSide) && std::isfinite(view.piece.tilt))

@@ -1,0 +1,403 @@
+#include "testing.h"
+
+#include "crossfade.h"
+#include "decorations.h"
+#include "image_cache.h"
+#include "piece_renderer.h"
+#include "storage.h"
+
+#include <QFontDatabase>
+#include <QImage>
+#include <QPainter>
+#include <QTemporaryDir>
+
+#include <cmath>
+#include <limits>
+
+using namespace velora;
+
+namespace {
+
+Photo makePhoto(const QString& stem, QSize size, QColor full, QColor thumb, const QString& caption = {})
+{
+    Photo p;
+    p.id = QUuid::createUuid();
+    p.title = stem;
+    p.fileName = stem + QStringLiteral(".jpg");
+    p.thumbName = stem + QStringLiteral("-s.jpg");
+    p.pixelWidth = size.width();
+    p.pixelHeight = size.height();
+    p.caption = caption;
+    QImage a(size, QImage::Format_RGB32);
+    a.fill(full);
+    a.save(*Storage::photoPath(p.fileName), "JPG", 95);
+    QImage b(size / 2, QImage::Format_RGB32);
+    b.fill(thumb);
+    b.save(*Storage::photoPath(p.thumbName), "JPG", 95);
+    return p;
+}
+
+PieceView viewOf(const QList<Photo>& photos, CollageLayout layout, FrameStyle style, double width = 300)
+{
+    PieceView v;
+    v.piece.id = QUuid::createUuid();
+    v.piece.layout = layout;
+    v.piece.frame = style;
+    v.piece.width = width;
+    for (const Photo& p : photos) v.piece.photoIDs.append(p.id);
+    v.photos = photos;
+    return v;
+}
+
+int alphaAt(const QImage& image, QPointF points)
+{
+    const qreal dpr = image.devicePixelRatio();
+    return qAlpha(image.pixel(int(points.x() * dpr), int(points.y() * dpr)));
+}
+
+// The canvas point of a framed-box point of an untilted piece.
+QPointF onCanvas(const PieceGeometry& g, QPointF framed)
+{
+    return {(g.outerSize.width - g.framedSize.width) / 2 + framed.x(),
+            (g.outerSize.height - g.framedSize.height) / 2 + framed.y()};
+}
+
+bool ringTransparent(const QImage& image)
+{
+    const int w = image.width(), h = image.height();
+    for (int x = 0; x < w; ++x)
+        if (qAlpha(image.pixel(x, 0)) || qAlpha(image.pixel(x, h - 1))) return false;
+    for (int y = 0; y < h; ++y)
+        if (qAlpha(image.pixel(0, y)) || qAlpha(image.pixel(w - 1, y))) return false;
+    return true;
+}
+
+} // namespace
+
+class TestRender : public QObject {
+    Q_OBJECT
+    QTemporaryDir m_dir;
+    QList<Photo> m_photos;
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(m_dir.isValid());
+        Storage::setRoot(m_dir.path());
+        Storage::prepare();
+        m_photos = {makePhoto(QStringLiteral("A"), {300, 200}, QColor(200, 40, 40), QColor(40, 200, 40), QStringLiteral("Alpha")),
+                    makePhoto(QStringLiteral("B"), {200, 300}, QColor(40, 40, 200), QColor(200, 200, 40)),
+                    makePhoto(QStringLiteral("C"), {240, 240}, QColor(40, 160, 160), QColor(160, 40, 160), QStringLiteral("Gamma"))};
+    }
+
+    void shownPhotosFollowTheTick()
+    {
+        PieceView single = viewOf(m_photos, CollageLayout::single, FrameStyle::gallery);
+        single.tick = 4;
+        QCOMPARE(single.shown(), QList<Photo>{m_photos[1]});
+        single.tick = -1;
+        QCOMPARE(single.shown(), QList<Photo>{m_photos[2]});
+        single.tick = std::numeric_limits<qint64>::min();
+        QCOMPARE(single.shown().size(), 1);
+
+        PieceView row = viewOf(m_photos, CollageLayout::row, FrameStyle::gallery);
+        row.tick = 1;
+        QCOMPARE(row.shown(), (QList<Photo>{m_photos[1], m_photos[2], m_photos[0]}));
+        QVERIFY(viewOf({}, CollageLayout::row, FrameStyle::gallery).shown().isEmpty());
+    }
+
+    void captionRules()
+    {
+        PieceView single = viewOf(m_photos, CollageLayout::single, FrameStyle::instant);
+        QCOMPARE(single.caption(single.shown()), QStringLiteral("Alpha"));
+        single.tick = 1; // B has no caption: the caption follows the photo, and so does the geometry
+        QCOMPARE(single.caption(single.shown()), QString());
+        QCOMPARE(single.geometry().insets.bottom, PieceView::geometry(single.piece, single.shown(), {}, false).insets.bottom);
+
+        PieceView row = viewOf(m_photos, CollageLayout::row, FrameStyle::gallery);
+        QCOMPARE(row.caption(row.shown()), QString());
+        row.piece.caption = QStringLiteral("Own");
+        QCOMPARE(row.caption(row.shown()), QStringLiteral("Own"));
+        QCOMPARE(single.caption({}), QString());
+    }
+
+    void geometryUsesPixelAspects()
+    {
+        Photo flat = m_photos[0];
+        flat.pixelHeight = 0; // counts as square
+        const PieceGeometry g = PieceView::geometry(viewOf({flat}, CollageLayout::single, FrameStyle::bare).piece,
+                                                    {flat}, 200.0, false);
+        QCOMPARE(g.arrangement.size.width, 200.0);
+        QCOMPARE(g.arrangement.size.height, 200.0);
+    }
+
+    void tornTapeOutline()
+    {
+        const QPainterPath path = TornTape::path(QRectF(0, 0, 100, 20));
+        // The first tear vertex repeats the top edge's end; the path keeps it once.
+        const QList<QPointF> expected = {{1.8, 0},  {98.2, 0}, {100, 4},  {98.2, 8}, {100, 12},
+                                         {98.2, 16}, {100, 20}, {1.8, 20}, {0, 20},   {1.8, 16}, {0, 12},
+                                         {1.8, 8},  {0, 4},    {1.8, 0}};
+        QCOMPARE(path.elementCount(), expected.size());
+        for (int i = 0; i < expected.size(); ++i) {
+            const QPainterPath::Element e = path.elementAt(i);
+            QVERIFY2(std::abs(e.x - expected[i].x()) < 1e-9 && std::abs(e.y - expected[i].y()) < 1e-9,
+                     qPrintable(QStringLiteral("vertex %1: %2,%3").arg(i).arg(e.x).arg(e.y)));
+        }
+    }
+
+    void filmHoleRows()
+    {
+        const FilmStrip::Holes h = FilmStrip::holes(680, 100);
+        QCOMPARE(h.count, 9);
+        QCOMPARE(h.start, 53.0);
+        QCOMPARE(h.start + (h.count - 1) * h.pitch + h.length, 627.0);
+
+        const QList<QRectF> rows = FilmStrip::holeRects({680, 400}, false, 100);
+        QCOMPARE(rows.size(), 18);
+        QCOMPARE(rows[0], QRectF(53, 60 - 16, 30, 32));
+        QCOMPARE(rows[1], QRectF(53, 400 - 60 - 16, 30, 32));
+        const QList<QRectF> vertical = FilmStrip::holeRects({400, 680}, true, 100);
+        QCOMPARE(vertical[0], QRectF(60 - 16, 53, 32, 30));
+        QCOMPARE(vertical[1], QRectF(400 - 60 - 16, 53, 32, 30));
+
+        // Shorter than one pitch: still one pair, centred.
+        const QList<QRectF> short_ = FilmStrip::holeRects({50, 300}, false, 100);
+        QCOMPARE(short_.size(), 2);
+        QCOMPARE(short_[0].center().x(), 25.0);
+    }
+
+    void paperLabelMetrics()
+    {
+        const PaperLabel::Metrics m = PaperLabel::metrics(100);
+        QCOMPARE(m.textSize, 8.0);
+        QCOMPARE(m.horizontalPadding, 6.0);
+        QCOMPARE(m.verticalPadding, 3.0);
+        QCOMPARE(m.cornerRadius, 3.0);
+        QCOMPARE(PaperLabel::metrics(1000).textSize, 34.0);
+    }
+
+    void handwritingProbedOnce()
+    {
+        const auto first = Handwriting::fontName();
+        const auto second = Handwriting::fontName();
+        QCOMPARE(first, second);
+        QCOMPARE(Handwriting::probeCount(), 1);
+        bool any = false;
+        for (const char* f : {"Bradley Hand", "Noteworthy", "Chalkboard SE"})
+            any = any || QFontDatabase::families().contains(QLatin1String(f));
+        QCOMPARE(first.has_value(), any);
+        QImage probe(4, 4, QImage::Format_ARGB32_Premultiplied);
+        QPainter p(&probe);
+        if (!any) QVERIFY(Handwriting::font(&p, 12).italic());
+    }
+
+    void canvasIsOuterSizeTimesPixelRatio()
+    {
+        for (qreal dpr : {1.0, 2.0, 1.5}) {
+            PieceView v = viewOf(m_photos, CollageLayout::row, FrameStyle::gallery, 300);
+            const PieceGeometry g = v.geometry();
+            const QImage image = PieceRenderer::render(v, dpr);
+            QCOMPARE(image.format(), QImage::Format_ARGB32_Premultiplied);
+            QCOMPARE(image.devicePixelRatio(), dpr);
+            QCOMPARE(image.width(), int(std::ceil(g.outerSize.width * dpr - 1e-6)));
+            QCOMPARE(image.height(), int(std::ceil(g.outerSize.height * dpr - 1e-6)));
+        }
+        const PieceView empty = viewOf({}, CollageLayout::single, FrameStyle::gallery, 300);
+        QCOMPARE(PieceRenderer::render(empty, 2).size(), QSize(2 * 332, 2 * 230));
+    }
+
+    void nothingReachesTheCanvasEdge_data()
+    {
+        QTest::addColumn<int>("style");
+        QTest::addColumn<int>("layout");
+        QTest::addColumn<double>("tilt");
+        for (FrameStyle s : allFrameStyles)
+            for (CollageLayout l : allCollageLayouts)
+                for (double tilt : {0.0, 4.0})
+                    QTest::addRow("%s-%s-%g", rawValue(s).data(), rawValue(l).data(), tilt)
+                        << int(s) << int(l) << tilt;
+    }
+
+    void nothingReachesTheCanvasEdge()
+    {
+        QFETCH(int, style);
+        QFETCH(int, layout);
+        QFETCH(double, tilt);
+        PieceView v = viewOf(m_photos, CollageLayout(layout), FrameStyle(style), 260);
+        v.piece.caption = QStringLiteral("A caption that is rather long for its label");
+        v.piece.tilt = tilt;
+        for (qreal dpr : {1.0, 2.0}) {
+            const QImage image = PieceRenderer::render(v, dpr);
+            QVERIFY(!image.isNull());
+            QVERIFY2(ringTransparent(image), "shadow or decoration clipped at the canvas edge");
+        }
+    }
+
+    void filmHolesAreSeeThrough()
+    {
+        for (bool vertical : {false, true}) {
+            PieceView v = viewOf({m_photos[0]}, CollageLayout::single, FrameStyle::film, 300);
+            v.piece.vertical = vertical;
+            const PieceGeometry g = v.geometry();
+            const QImage image = PieceRenderer::render(v, 2);
+            const qreal t = vertical ? g.insets.left : g.insets.top;
+            const QSizeF framed(g.framedSize.width, g.framedSize.height);
+            const QList<QRectF> holes = FilmStrip::holeRects(framed, vertical, t);
+            QVERIFY(holes.size() >= 2);
+            for (const QRectF& hole : holes) QCOMPARE(alphaAt(image, onCanvas(g, hole.center())), 0);
+            // Between two holes the stock is opaque.
+            const QPointF between = (holes[0].center() + holes[2].center()) / 2;
+            QCOMPARE(alphaAt(image, onCanvas(g, between)), 255);
+        }
+    }
+
+    void bareCornersAreRound()
+    {
+        // A stack of one: a bare tile without shadow, so its corner is clear.
+        const PieceView v = viewOf({m_photos[0]}, CollageLayout::stack, FrameStyle::bare, 300);
+        const PieceGeometry g = v.geometry();
+        const QImage image = PieceRenderer::render(v, 2);
+        const QRectF tile(0, 0, g.framedSize.width, g.framedSize.height);
+        QCOMPARE(alphaAt(image, onCanvas(g, tile.topLeft() + QPointF(0.5, 0.5))), 0);
+        QCOMPARE(alphaAt(image, onCanvas(g, tile.bottomRight() - QPointF(0.5, 0.5))), 0);
+        QCOMPARE(alphaAt(image, onCanvas(g, tile.center())), 255);
+
+        // Whole-frame bare: rounded too; only the faint shadow can reach the corner.
+        const PieceView single = viewOf({m_photos[0]}, CollageLayout::single, FrameStyle::bare, 300);
+        const PieceGeometry sg = single.geometry();
+        const QImage s = PieceRenderer::render(single, 2);
+        QVERIFY(alphaAt(s, onCanvas(sg, {0.5, 0.5})) < 80);
+        QCOMPARE(alphaAt(s, onCanvas(sg, {sg.framedSize.width / 2, sg.framedSize.height / 2})), 255);
+    }
+
+    void placeholderForMissingFile()
+    {
+        Photo gone = m_photos[0];
+        gone.fileName = QStringLiteral("missing.jpg");
+        gone.thumbName = QStringLiteral("missing-s.jpg");
+        gone.caption.clear();
+        const PieceView v = viewOf({gone}, CollageLayout::single, FrameStyle::gallery, 300);
+        const PieceGeometry g = v.geometry();
+        const QImage image = PieceRenderer::render(v, 1);
+        // Grey at 0.3 over the white mat, away from the symbol.
+        const QColor near = image.pixelColor(onCanvas(g, {g.insets.left + 8, g.insets.top + 8}).toPoint());
+        QVERIFY2(std::abs(near.red() - 214) <= 6 && near.red() == near.green() && near.alpha() == 255,
+                 qPrintable(near.name()));
+        // The photo symbol darkens the middle somewhere.
+        int darkest = 255;
+        const QPointF c = onCanvas(g, {g.framedSize.width / 2, g.framedSize.height / 2});
+        for (int dy = -20; dy <= 20; ++dy)
+            for (int dx = -25; dx <= 25; ++dx)
+                darkest = std::min(darkest, qGray(image.pixel(int(c.x()) + dx, int(c.y()) + dy)));
+        QVERIFY(darkest < 190);
+    }
+
+    void smallTilesDrawFromThumbnails()
+    {
+        ImageCache::shared().clear();
+        const PieceView v = viewOf({m_photos[0]}, CollageLayout::single, FrameStyle::bare, 200);
+        const PieceGeometry g = v.geometry();
+        const QPointF centre = onCanvas(g, {g.framedSize.width / 2, g.framedSize.height / 2});
+        // 200 points at 1×: the thumbnail (green); at 4× (800 px): the full copy (red).
+        const QColor small = PieceRenderer::render(v, 1).pixelColor(centre.toPoint());
+        QVERIFY2(small.green() > 150 && small.red() < 90, qPrintable(small.name()));
+        const QColor large = PieceRenderer::render(v, 4).pixelColor((centre * 4).toPoint());
+        QVERIFY2(large.red() > 150 && large.green() < 90, qPrintable(large.name()));
+    }
+
+    void absurdPiecesRenderSanelyOrNothing_data()
+    {
+        QTest::addColumn<double>("width");
+        QTest::addColumn<double>("tilt");
+        QTest::addColumn<int>("layout");
+        const double inf = std::numeric_limits<double>::infinity();
+        const double nan = std::numeric_limits<double>::quiet_NaN();
+        for (CollageLayout l : {CollageLayout::single, CollageLayout::stack, CollageLayout::justified}) {
+            QTest::addRow("huge-%s", rawValue(l).data()) << 1e308 << 0.0 << int(l);
+            QTest::addRow("negative-%s", rawValue(l).data()) << -5.0 << 0.0 << int(l);
+            QTest::addRow("zero-%s", rawValue(l).data()) << 0.0 << 0.0 << int(l);
+            QTest::addRow("nan-%s", rawValue(l).data()) << nan << 0.0 << int(l);
+            QTest::addRow("inf-%s", rawValue(l).data()) << inf << 0.0 << int(l);
+            QTest::addRow("tilt-nan-%s", rawValue(l).data()) << 300.0 << nan << int(l);
+            QTest::addRow("tilt-inf-%s", rawValue(l).data()) << 300.0 << inf << int(l);
+            QTest::addRow("tilt-huge-%s", rawValue(l).data()) << 300.0 << 1e300 << int(l);
+            QTest::addRow("too-wide-%s", rawValue(l).data()) << 20000.0 << 0.0 << int(l);
+        }
+    }
+
+    void absurdPiecesRenderSanelyOrNothing()
+    {
+        QFETCH(double, width);
+        QFETCH(double, tilt);
+        QFETCH(int, layout);
+        Photo odd = m_photos[1];
+        odd.pixelHeight = 0;
+        Photo negative = m_photos[2];
+        negative.pixelWidth = -400;
+        for (FrameStyle style : allFrameStyles) {
+            PieceView v = viewOf({odd, negative, m_photos[0]}, CollageLayout(layout), style, width);
+            v.piece.tilt = tilt;
+            const QImage image = PieceRenderer::render(v, 2);
+            if (image.isNull()) continue;
+            QVERIFY(image.width() <= 16384 && image.height() <= 16384);
+            QVERIFY(std::isfinite(width) && width > 0 && std::isfinite(tilt));
+        }
+        PieceView empty = viewOf({}, CollageLayout(layout), FrameStyle::gallery, width);
+        const QImage card = PieceRenderer::render(empty, 2);
+        QVERIFY(card.isNull() || (card.width() <= 16384 && card.height() <= 16384));
+        QImage sink(64, 64, QImage::Format_ARGB32_Premultiplied);
+        QPainter p(&sink);
+        PieceRenderer::paint(&p, empty, QRectF(0, 0, 64, 64));
+    }
+
+    void crossfadeBlendsWithoutRerendering()
+    {
+        PieceView v = viewOf(m_photos, CollageLayout::single, FrameStyle::bare, 200);
+        v.piece.caption = QStringLiteral("Same caption"); // same geometry for every photo
+        Photo square = m_photos[2];
+        v.photos = {m_photos[2], square};
+        v.photos[1].id = QUuid::createUuid();
+        v.photos[1].fileName = m_photos[1].fileName; // blue full / yellow thumbnail, shown 200 × 200
+        v.photos[1].thumbName = m_photos[1].thumbName;
+
+        Crossfade fade;
+        fade.setView(v, 1);
+        QCOMPARE(fade.renderCount(), 1);
+        fade.setView(v, 1);
+        QCOMPARE(fade.renderCount(), 1);
+        const QImage from = fade.current();
+
+        v.tick = 1;
+        fade.setView(v, 1);
+        QCOMPARE(fade.renderCount(), 2);
+        QVERIFY(fade.animating());
+        const QImage to = fade.current();
+        QCOMPARE(fade.frame(0), from);
+        QCOMPARE(fade.frame(1), to);
+
+        const QImage mid = fade.frame(0.5);
+        QCOMPARE(Crossfade::eased(0.5), 0.5);
+        const QPoint c(from.width() / 2, from.height() / 2);
+        const QRgb a = from.pixel(c), b = to.pixel(c), m = mid.pixel(c);
+        QVERIFY(a != b);
+        QVERIFY(std::abs(qRed(m) - (qRed(a) + qRed(b)) / 2) <= 2);
+        QVERIFY(std::abs(qGreen(m) - (qGreen(a) + qGreen(b)) / 2) <= 2);
+        QVERIFY(std::abs(qBlue(m) - (qBlue(a) + qBlue(b)) / 2) <= 2);
+        for (int i = 0; i < 5; ++i) fade.frame(i / 5.0);
+        QCOMPARE(fade.renderCount(), 2);
+
+        // Easing: slow at both ends.
+        QVERIFY(Crossfade::eased(0.1) < 0.1);
+        QVERIFY(Crossfade::eased(0.9) > 0.9);
+
+        // Any other change replaces the picture at once.
+        v.piece.frame = FrameStyle::gallery;
+        fade.setView(v, 1);
+        QVERIFY(!fade.animating());
+        QCOMPARE(fade.renderCount(), 3);
+    }
+};
+
+VELORA_TEST(TestRender)
+#include "test_render.moc"
