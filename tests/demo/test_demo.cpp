@@ -1,0 +1,169 @@
+#include "testing.h"
+
+#include "demo_art.h"
+#include "snapshotter.h"
+#include "storage.h"
+#include "studio.h"
+
+#include <QCryptographicHash>
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QImageReader>
+#include <QTemporaryDir>
+
+using namespace velora;
+
+namespace {
+// Small bright dots: pixels clearly brighter than everything four pixels away on each side.
+int starLikeDots(const QImage& image)
+{
+    int count = 0;
+    for (int y = 4; y < image.height() - 4; y += 1)
+        for (int x = 4; x < image.width() - 4; x += 1) {
+            const int g = qGray(image.pixel(x, y));
+            if (g < 120) continue;
+            const int around = std::max({qGray(image.pixel(x - 4, y)), qGray(image.pixel(x + 4, y)),
+                                         qGray(image.pixel(x, y - 4)), qGray(image.pixel(x, y + 4))});
+            if (g - around > 40) ++count;
+        }
+    return count;
+}
+
+QByteArray fileHash(const QString& path)
+{
+    QFile f(path);
+    if (!f.open(QIODevice::ReadOnly)) return {};
+    return QCryptographicHash::hash(f.readAll(), QCryptographicHash::Sha1);
+}
+} // namespace
+
+class TestDemo : public QObject {
+    Q_OBJECT
+    QTemporaryDir m_dir;
+
+private slots:
+    void init()
+    {
+        QVERIFY(m_dir.isValid());
+        Storage::setRoot(QDir(m_dir.path()).filePath(QStringLiteral("lib")));
+    }
+
+    void scenesAreDeterministic()
+    {
+        const auto a = DemoArt::scene(320, 200, DemoArt::palettes[0], 20);
+        const auto b = DemoArt::scene(320, 200, DemoArt::palettes[0], 20);
+        const auto c = DemoArt::scene(320, 200, DemoArt::palettes[0], 21);
+        QVERIFY(a && b && c);
+        QCOMPARE(a->format(), QImage::Format_ARGB32_Premultiplied);
+        QCOMPARE(a->size(), QSize(320, 200));
+        QCOMPARE(*a, *b);
+        QVERIFY(*a != *c);
+        QVERIFY(!DemoArt::scene(0, 100, DemoArt::palettes[0], 1));
+        QVERIFY(!DemoArt::scene(100, -3, DemoArt::palettes[0], 1));
+        QVERIFY(!DemoArt::scene(1 << 20, 1 << 20, DemoArt::palettes[0], 1));
+    }
+
+    void sceneIsUprightAndOpaque()
+    {
+        // Origin bottom-left: the horizon colour at the bottom edge (under the hills, the nearest
+        // hill), the top sky colour at the top.
+        const auto img = DemoArt::scene(400, 300, DemoArt::palettes[1], 5);
+        QVERIFY(img);
+        QCOMPARE(QColor(img->pixel(2, 299)).name(), QColor(0x16514f).name());
+        const QColor top = img->pixelColor(2, 0);
+        QVERIFY2(std::abs(top.red() - 0xf2) <= 3 && std::abs(top.blue() - 0xf5) <= 3, qPrintable(top.name()));
+        for (int y = 0; y < 300; y += 7) QCOMPARE(qAlpha(img->pixel(200, y)), 255);
+    }
+
+    void onlyTheNightPaletteHasStars()
+    {
+        for (int i = 0; i < 7; ++i) {
+            QCOMPARE(DemoArt::palettes[i].night, i == 3);
+            const auto img = DemoArt::scene(DemoArt::sizes[i].width, DemoArt::sizes[i].height,
+                                            DemoArt::palettes[i], 3 + 17 * i);
+            QVERIFY(img);
+            const int dots = starLikeDots(*img);
+            if (i == 3) QVERIFY2(dots > 30, qPrintable(QString::number(dots)));
+            else QVERIFY2(dots == 0, qPrintable(QStringLiteral("palette %1: %2").arg(i).arg(dots)));
+        }
+        QCOMPARE(QString::fromUtf8(DemoArt::sizes[3].title), QStringLiteral("Night drive"));
+    }
+
+    void makePhotosStoresAtMostSeven()
+    {
+        QVERIFY(DemoArt::makePhotos(0).isEmpty());
+        QVERIFY(DemoArt::makePhotos(-4).isEmpty());
+        QVERIFY(QDir(Storage::photosDir()).isEmpty());
+        const QList<Photo> photos = DemoArt::makePhotos(20);
+        QCOMPARE(photos.size(), 7);
+        for (int i = 0; i < 7; ++i) {
+            QCOMPARE(photos[i].title, QString::fromUtf8(DemoArt::sizes[i].title));
+            QCOMPARE(photos[i].pixelWidth, qint64(DemoArt::sizes[i].width));
+            QCOMPARE(photos[i].pixelHeight, qint64(DemoArt::sizes[i].height));
+            QVERIFY(!photos[i].originalPath && !photos[i].photosIdentifier);
+            QVERIFY(QFile::exists(*Storage::photoPath(photos[i].fileName)));
+            QVERIFY(QFile::exists(*Storage::photoPath(photos[i].thumbName)));
+        }
+    }
+
+    void samplesArePaintedOnceAndReused()
+    {
+        // A file already there is reused as it is, not painted over.
+        Storage::prepare();
+        QImage mine(10, 8, QImage::Format_RGB32);
+        mine.fill(Qt::red);
+        const QString first = *Storage::photoPath(QStringLiteral("sample-0.jpg"));
+        QVERIFY(mine.save(first, "JPG"));
+        const QByteArray before = fileHash(first);
+
+        const QList<Photo>& samples = DemoArt::samples();
+        QCOMPARE(samples.size(), 7);
+        QCOMPARE(&DemoArt::samples(), &samples);
+        QCOMPARE(fileHash(first), before);
+        QCOMPARE(samples[0].pixelWidth, 10);
+        for (int i = 0; i < 7; ++i) {
+            QCOMPARE(samples[i].fileName, QStringLiteral("sample-%1.jpg").arg(i));
+            QCOMPARE(samples[i].thumbName, QStringLiteral("sample-%1-s.jpg").arg(i));
+            QCOMPARE(samples[i].title, QString::fromUtf8(DemoArt::sizes[i].title));
+        }
+        const QSize painted = QImageReader(*Storage::photoPath(samples[6].fileName)).size();
+        QCOMPARE(painted, QSize(1050, 450));
+        const QSize thumb = QImageReader(*Storage::photoPath(samples[6].thumbName)).size();
+        QCOMPARE(std::max(thumb.width(), thumb.height()), 480);
+    }
+
+    void snapshotRunWritesEveryPiece()
+    {
+        const QString dir = QDir(m_dir.path()).filePath(QStringLiteral("shots"));
+        Storage::setRoot(QDir(dir).filePath(QStringLiteral("data")));
+        Studio::shared().load();
+        QCOMPARE(Snapshotter::run(dir), 0);
+        int pieces = 0;
+        for (FrameStyle s : allFrameStyles)
+            for (CollageLayout l : allCollageLayouts) {
+                const QImage img(QDir(dir).filePath(
+                    QStringLiteral("piece-%1-%2.png").arg(qRawValue(s), qRawValue(l))));
+                QVERIFY(!img.isNull());
+                ++pieces;
+            }
+        QCOMPARE(pieces, 30);
+        for (const char* extra : {"piece-empty.png", "piece-slideshow-0.png", "piece-slideshow-1.png",
+                                  "piece-slideshow-crossfade.png", "contact-sheet.png"})
+            QVERIFY2(!QImage(QDir(dir).filePath(QLatin1String(extra))).isNull(), extra);
+        // The pieces were saved into the snapshot library, nowhere else.
+        QVERIFY(QFile::exists(QDir(dir).filePath(QStringLiteral("data/pieces.json"))));
+        QCOMPARE(Studio::shared().pieces().size(), 32);
+        bool slideshow = false, vertical = false, tilted = false, empty = false;
+        for (const Piece& p : Studio::shared().pieces()) {
+            slideshow = slideshow || p.rotateMinutes > 0;
+            vertical = vertical || (p.vertical && p.layout == CollageLayout::frieze);
+            tilted = tilted || p.tilt != 0;
+            empty = empty || p.photoIDs.isEmpty();
+        }
+        QVERIFY(slideshow && vertical && tilted && empty);
+    }
+};
+
+VELORA_TEST(TestDemo)
+#include "test_demo.moc"
