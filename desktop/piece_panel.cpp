@@ -73,6 +73,12 @@ Rect PiecePanel::frame() const
 
 void PiecePanel::setFrame(const Rect& frame)
 {
+    // A sync during the glide (the stored placement is the target in whole points) steers it.
+    if (isGliding() && frame.width == m_frame.width && frame.height == m_frame.height) {
+        m_glideTarget = {frame.x, frame.y};
+        m_glide.setEndValue(QPointF(frame.x, frame.y));
+        return;
+    }
     m_glide.stop();
     m_frame = frame;
     applyGeometry();

@@ -1,0 +1,314 @@
+// Real piece panels on the offscreen platform: dragging by the global mouse position, the snap and
+// glide on release, double click, the right-click menu, locking, and what the content redraws.
+#include "fakes.h"
+#include "testing.h"
+
+#include "piece_content.h"
+#include "piece_panel.h"
+#include "storage.h"
+
+#include <QApplication>
+#include <QMenu>
+#include <QPointer>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QWindow>
+
+using namespace velora;
+using namespace velora::testing;
+
+namespace {
+
+struct Rig {
+    QTemporaryDir dir;
+    Studio studio;
+    FakeScreens screens{{mainDisplay(), leftDisplay()}};
+    DesktopController controller{studio, screens};
+    QList<Photo> photos;
+
+    Rig()
+    {
+        Storage::setRoot(dir.path());
+        studio.setAllHidden(false);
+        QSettings().setValue("snapToGrid", false);
+        photos = {photo(1500, 1000), photo(1000, 1500)};
+        studio.appendPhotos(photos);
+    }
+    ~Rig() { QSettings().remove("snapToGrid"); }
+
+    Piece add(QList<QUuid> ids, Point at, CollageLayout layout = CollageLayout::single)
+    {
+        Piece p = piece(ids, layout);
+        p.placements["MAIN"] = at;
+        QList<Piece> all = studio.pieces();
+        all.append(p);
+        studio.setPieces(all);
+        controller.start();
+        controller.sync();
+        return p;
+    }
+    const Piece& stored(const QUuid& id) const { return *studio.piece(id); }
+};
+
+// Mouse events through the window system layer, at a global position (the window moves under it).
+void mouse(QWidget* w, QTest::MouseAction action, QPoint global, Qt::MouseButton button = Qt::LeftButton)
+{
+    QWindow* window = w->windowHandle();
+    const QPoint local = global - window->geometry().topLeft();
+    switch (action) {
+    case QTest::MousePress: QTest::mousePress(window, button, {}, local); break;
+    case QTest::MouseRelease: QTest::mouseRelease(window, button, {}, local); break;
+    case QTest::MouseMove: QTest::mouseMove(window, local); break;
+    case QTest::MouseDClick: QTest::mouseDClick(window, button, {}, local); break;
+    case QTest::MouseClick: QTest::mouseClick(window, button, {}, local); break;
+    }
+}
+
+QStringList titles(const QMenu* menu)
+{
+    QStringList out;
+    for (const QAction* a : menu->actions()) out << (a->isSeparator() ? QStringLiteral("—") : a->text());
+    return out;
+}
+
+} // namespace
+
+class TestPiecePanel : public QObject {
+    Q_OBJECT
+private slots:
+    void aPanelIsAFramelessDesktopWindow()
+    {
+        Rig rig;
+        const Piece p = rig.add({rig.photos[0].id}, {100, 300});
+        PiecePanel* panel = rig.controller.panel(p.id);
+        QVERIFY(panel);
+        QVERIFY(panel->isVisible());
+        const Qt::WindowFlags f = panel->windowFlags();
+        QVERIFY(f & Qt::FramelessWindowHint);
+        QVERIFY(f & Qt::WindowDoesNotAcceptFocus);
+        QVERIFY(f & Qt::WindowStaysOnBottomHint);
+        QVERIFY(panel->testAttribute(Qt::WA_TranslucentBackground));
+        QVERIFY(panel->testAttribute(Qt::WA_ShowWithoutActivating));
+        QVERIFY(!panel->isActiveWindow());
+        // Placed at its stored origin: y-up 300 is Qt y 900 − 300 − height.
+        const Rect frame = panel->frame();
+        QCOMPARE(panel->geometry(), QRect(100, int(900 - 300 - frame.height), int(frame.width), int(frame.height)));
+        // The content shows the rendered piece, of the panel's size.
+        QCOMPARE(panel->content()->image().deviceIndependentSize(), QSizeF(frame.width, frame.height));
+    }
+
+    void aClickWithoutMovingChangesNothing()
+    {
+        Rig rig;
+        const Piece p = rig.add({rig.photos[0].id}, {300, 300});
+        PiecePanel* panel = rig.controller.panel(p.id);
+        const QRect before = panel->geometry();
+        QSignalSpy changed(&rig.studio, &Studio::changed);
+        const QPoint at = before.topLeft() + QPoint(60, 60);
+        mouse(panel, QTest::MousePress, at);
+        QVERIFY(panel->isDragging());
+        mouse(panel, QTest::MouseRelease, at);
+        QVERIFY(!panel->isDragging());
+        QVERIFY(!panel->isGliding());
+        QCOMPARE(panel->geometry(), before);
+        QCOMPARE(changed.count(), 0);
+    }
+
+    void aDragFollowsTheMouseSnapsGlidesAndStores()
+    {
+        Rig rig;
+        const Piece p = rig.add({rig.photos[0].id}, {300, 300});
+        PiecePanel* panel = rig.controller.panel(p.id);
+        const double m = panel->margin();
+        QVERIFY(m > 0);
+        const QRect start = panel->geometry();
+        const Rect frame0 = panel->frame();
+        const qint64 renders = PieceContent::renderCount();
+        QSignalSpy changed(&rig.studio, &Studio::changed);
+
+        // Left by enough that the visible piece ends 5 points right of the left edge line.
+        const int dx = -int(300 + m - 16) + 5;
+        const QPoint grab = start.topLeft() + QPoint(80, 60);
+        mouse(panel, QTest::MousePress, grab);
+        mouse(panel, QTest::MouseMove, grab + QPoint(1, 1));
+        QCOMPARE(panel->geometry().topLeft(), start.topLeft() + QPoint(1, 1));
+        mouse(panel, QTest::MouseMove, grab + QPoint(dx, 40));
+        QCOMPARE(panel->geometry().topLeft(), start.topLeft() + QPoint(dx, 40));
+        QCOMPARE(panel->frame().y, frame0.y - 40); // y-up: 40 down
+        // Nothing is published or redrawn while dragging, and syncs leave the panel alone.
+        rig.controller.sync();
+        QCOMPARE(panel->geometry().topLeft(), start.topLeft() + QPoint(dx, 40));
+        QCOMPARE(changed.count(), 0);
+        QCOMPARE(PieceContent::renderCount(), renders);
+
+        mouse(panel, QTest::MouseRelease, grab + QPoint(dx, 40));
+        QVERIFY(!panel->isDragging());
+        QVERIFY(panel->isGliding());
+        // Gliding to the snapped origin, in whole points once the sync has seen the stored value.
+        const Point target{16 - m, frame0.y - 40};
+        QCOMPARE(panel->frame().x, std::round(target.x));
+        QCOMPARE(panel->frame().y, std::round(target.y));
+        QCOMPARE(rig.stored(p.id).displayID, std::optional<QString>("MAIN"));
+        QCOMPARE(rig.stored(p.id).placements.value("MAIN"), (Point{std::round(target.x), std::round(target.y)}));
+        QCOMPARE(changed.count(), 2);
+
+        QTRY_VERIFY_WITH_TIMEOUT(!panel->isGliding(), 2000);
+        QCoreApplication::processEvents();
+        QCOMPARE(panel->geometry(), rig.screens.space().windowRect(panel->frame()));
+        QCOMPARE(panel->geometry().x(), int(std::lround(16 - m)));
+        // The syncs after the drop did not redraw the piece either.
+        QCOMPARE(PieceContent::renderCount(), renders);
+    }
+
+    void droppingOnAnotherDisplayStoresItThere()
+    {
+        Rig rig;
+        const Piece p = rig.add({rig.photos[0].id}, {300, 300});
+        PiecePanel* panel = rig.controller.panel(p.id);
+        const QPoint grab = panel->geometry().topLeft() + QPoint(50, 50);
+        mouse(panel, QTest::MousePress, grab);
+        mouse(panel, QTest::MouseMove, grab + QPoint(-1000, 0));
+        mouse(panel, QTest::MouseRelease, grab + QPoint(-1000, 0));
+        const Piece& s = rig.stored(p.id);
+        QCOMPARE(s.displayID, std::optional<QString>("LEFT"));
+        QCOMPARE(s.placements.value("LEFT"), (Point{300 - 1000 + 1440, 300}));
+        QCOMPARE(s.placements.value("MAIN"), (Point{300, 300}));
+        QTRY_VERIFY_WITH_TIMEOUT(!panel->isGliding(), 2000);
+        QCoreApplication::processEvents();
+        QCOMPARE(panel->geometry().x(), 300 - 1000);
+    }
+
+    void aDoubleClickOpensTheEditorAndStartsNoDrag()
+    {
+        Rig rig;
+        const Piece p = rig.add({rig.photos[0].id}, {300, 300});
+        PiecePanel* panel = rig.controller.panel(p.id);
+        const QRect before = panel->geometry();
+        QSignalSpy changed(&rig.studio, &Studio::changed);
+        mouse(panel, QTest::MouseDClick, before.topLeft() + QPoint(40, 40));
+        QVERIFY(!panel->isDragging());
+        QCOMPARE(rig.studio.selectedPieceID(), std::optional<QUuid>(p.id));
+        QVERIFY(rig.studio.showInspector());
+        mouse(panel, QTest::MouseMove, before.topLeft() + QPoint(90, 90));
+        mouse(panel, QTest::MouseRelease, before.topLeft() + QPoint(90, 90));
+        QCOMPARE(panel->geometry(), before);
+        QCOMPARE(rig.stored(p.id).placements.value("MAIN"), (Point{300, 300}));
+
+        // An installed opener replaces the selection.
+        QList<QUuid> opened;
+        rig.controller.setEditorOpener([&](const QUuid& id) { opened << id; });
+        mouse(panel, QTest::MouseDClick, before.topLeft() + QPoint(40, 40));
+        QCOMPARE(opened, QList<QUuid>{p.id});
+    }
+
+    void theMenuHasItsItemsAndTheirActions()
+    {
+        Rig rig;
+        const Piece one = rig.add({rig.photos[0].id}, {100, 100});
+        const Piece two = rig.add({rig.photos[0].id, QUuid::createUuid()}, {500, 100});
+        const Piece both = rig.add({rig.photos[0].id, rig.photos[1].id}, {900, 100});
+
+        std::unique_ptr<QMenu> menu(rig.controller.panel(one.id)->contextMenu());
+        QCOMPARE(titles(menu.get()), (QStringList{"Edit in Velora\u2026", "—", "Lock in Place", "Hide This Piece"}));
+        // Identifiers count, even one whose photo is gone.
+        menu.reset(rig.controller.panel(two.id)->contextMenu());
+        QCOMPARE(titles(menu.get()),
+                 (QStringList{"Edit in Velora\u2026", "Next Photo", "—", "Lock in Place", "Hide This Piece"}));
+
+        PiecePanel* panel = rig.controller.panel(both.id);
+        menu.reset(panel->contextMenu());
+        const qint64 renders = PieceContent::renderCount();
+        menu->actions()[1]->trigger(); // Next Photo
+        QCOMPARE(rig.studio.tick(both.id), 1);
+        QCoreApplication::processEvents();
+        QCOMPARE(PieceContent::renderCount(), renders + 1);
+        QVERIFY(panel->content()->isCrossfading());
+
+        menu->actions()[0]->trigger(); // Edit in Velora…
+        QCOMPARE(rig.studio.selectedPieceID(), std::optional<QUuid>(both.id));
+
+        menu->actions()[3]->trigger(); // Lock in Place
+        QVERIFY(rig.stored(both.id).isLocked);
+        QCoreApplication::processEvents();
+        QVERIFY(panel->windowHandle()->flags() & Qt::WindowTransparentForInput);
+        QVERIFY(panel->isVisible());
+        rig.studio.toggleLocked(both.id);
+        QCoreApplication::processEvents();
+        QVERIFY(!(panel->windowHandle()->flags() & Qt::WindowTransparentForInput));
+
+        QPointer<PiecePanel> gone(panel);
+        menu->actions()[4]->trigger(); // Hide This Piece
+        menu.reset();
+        QVERIFY(!rig.stored(both.id).isVisible);
+        QCoreApplication::processEvents();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QVERIFY(gone.isNull());
+        QVERIFY(!rig.controller.panel(both.id));
+    }
+
+    void aRightPressPopsUpTheMenu()
+    {
+        Rig rig;
+        const Piece p = rig.add({rig.photos[0].id}, {300, 300});
+        PiecePanel* panel = rig.controller.panel(p.id);
+        mouse(panel, QTest::MousePress, panel->geometry().topLeft() + QPoint(30, 30), Qt::RightButton);
+        QTRY_VERIFY(qobject_cast<QMenu*>(QApplication::activePopupWidget()));
+        auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+        QCOMPARE(menu->actions().first()->text(), QStringLiteral("Edit in Velora\u2026"));
+        QVERIFY(!panel->isDragging());
+        menu->close();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+
+    void contentRedrawsOnlyForWhatShows()
+    {
+        Rig rig;
+        const Piece p = rig.add({rig.photos[0].id, rig.photos[1].id}, {300, 300}, CollageLayout::row);
+        PiecePanel* panel = rig.controller.panel(p.id);
+        const qint64 renders = PieceContent::renderCount();
+        rig.studio.update(p.id, [](Piece& x) {
+            x.name = "Renamed";
+            x.placements["MAIN"] = {310, 300};
+            x.displayID = "MAIN";
+        });
+        QCoreApplication::processEvents();
+        QCOMPARE(panel->geometry().x(), 310);
+        QCOMPARE(PieceContent::renderCount(), renders);
+        rig.studio.update(p.id, [](Piece& x) { x.frame = FrameStyle::film; });
+        QCoreApplication::processEvents();
+        QCOMPARE(PieceContent::renderCount(), renders + 1);
+        QVERIFY(!panel->content()->isCrossfading());
+    }
+
+    void cuttingOutForWindowSystemsThatCannotBlend()
+    {
+        QImage image(10, 10, QImage::Format_ARGB32_Premultiplied);
+        image.fill(Qt::transparent);
+        image.setPixel(5, 5, qRgba(64, 0, 0, 128));   // half covered: kept, at full strength
+        image.setPixel(6, 5, qRgba(200, 100, 50, 255));
+        image.setPixel(7, 5, qRgba(20, 10, 5, 127));   // less than half: cut
+        QRegion shape;
+        PieceContent::cutOut(image, shape);
+        QVERIFY(shape.contains(QPoint(5, 5)));
+        QVERIFY(shape.contains(QPoint(6, 5)));
+        QVERIFY(!shape.contains(QPoint(7, 5)));
+        QVERIFY(!shape.contains(QPoint(0, 0)));
+        QCOMPARE(qAlpha(image.pixel(5, 5)), 255);
+        QVERIFY(std::abs(qRed(image.pixel(5, 5)) - 128) <= 1);
+        QCOMPARE(image.pixel(6, 5), qRgba(200, 100, 50, 255));
+        QCOMPARE(qAlpha(image.pixel(7, 5)), 0);
+
+        // At a pixel ratio of 2 the shape is in points.
+        QImage hi(20, 20, QImage::Format_ARGB32_Premultiplied);
+        hi.fill(Qt::transparent);
+        hi.setDevicePixelRatio(2);
+        for (int y = 10; y < 14; ++y)
+            for (int x = 10; x < 14; ++x) hi.setPixel(x, y, qRgba(255, 255, 255, 255));
+        PieceContent::cutOut(hi, shape);
+        QCOMPARE(shape.boundingRect(), QRect(5, 5, 2, 2));
+    }
+};
+
+VELORA_TEST(TestPiecePanel)
+#include "test_panel.moc"
