@@ -9,19 +9,41 @@
 namespace velora::Shadow {
 
 namespace {
-// One box pass along a line of `count` samples `stride` apart; `line` holds a copy of the input.
-void boxLine(uchar* data, int count, int stride, int radius, std::vector<int>& line)
+// One horizontal box pass over a row; `line` holds a copy of the input.
+void boxRow(uchar* data, int count, int radius, std::vector<int>& line)
 {
-    for (int i = 0; i < count; ++i) line[i] = data[i * stride];
+    std::copy(data, data + count, line.begin());
     const int window = 2 * radius + 1;
     int sum = 0;
     for (int i = 0; i <= std::min(radius, count - 1); ++i) sum += line[i];
     for (int i = 0; i < count; ++i) {
-        data[i * stride] = static_cast<uchar>((sum + window / 2) / window);
-        const int add = i + radius + 1;
-        const int drop = i - radius;
-        if (add < count) sum += line[add];
-        if (drop >= 0) sum -= line[drop];
+        data[i] = static_cast<uchar>((sum + window / 2) / window);
+        if (i + radius + 1 < count) sum += line[i + radius + 1];
+        if (i - radius >= 0) sum -= line[i - radius];
+    }
+}
+
+// One vertical box pass, row by row with a running sum per column, so memory is read in order.
+void boxColumns(uchar* bits, int w, int h, int bpl, int radius, std::vector<int>& sums, std::vector<uchar>& copy)
+{
+    const int window = 2 * radius + 1;
+    copy.assign(bits, bits + static_cast<size_t>(bpl) * h);
+    std::fill(sums.begin(), sums.begin() + w, 0);
+    for (int y = 0; y <= std::min(radius, h - 1); ++y) {
+        const uchar* row = copy.data() + static_cast<size_t>(y) * bpl;
+        for (int x = 0; x < w; ++x) sums[x] += row[x];
+    }
+    for (int y = 0; y < h; ++y) {
+        uchar* out = bits + static_cast<size_t>(y) * bpl;
+        for (int x = 0; x < w; ++x) out[x] = static_cast<uchar>((sums[x] + window / 2) / window);
+        if (y + radius + 1 < h) {
+            const uchar* add = copy.data() + static_cast<size_t>(y + radius + 1) * bpl;
+            for (int x = 0; x < w; ++x) sums[x] += add[x];
+        }
+        if (y - radius >= 0) {
+            const uchar* drop = copy.data() + static_cast<size_t>(y - radius) * bpl;
+            for (int x = 0; x < w; ++x) sums[x] -= drop[x];
+        }
     }
 }
 } // namespace
@@ -33,10 +55,12 @@ void boxBlur(QImage& alpha8, int radius, int passes)
     const int h = alpha8.height();
     const int bpl = static_cast<int>(alpha8.bytesPerLine());
     uchar* bits = alpha8.bits();
-    std::vector<int> line(std::max(w, h));
+    std::vector<int> line(w);
+    std::vector<int> sums(w);
+    std::vector<uchar> copy;
     for (int pass = 0; pass < passes; ++pass) {
-        for (int y = 0; y < h; ++y) boxLine(bits + y * bpl, w, 1, radius, line);
-        for (int x = 0; x < w; ++x) boxLine(bits + x, h, bpl, radius, line);
+        for (int y = 0; y < h; ++y) boxRow(bits + static_cast<size_t>(y) * bpl, w, radius, line);
+        boxColumns(bits, w, h, bpl, radius, sums, copy);
     }
 }
 
@@ -53,7 +77,7 @@ void draw(QPainter* painter, const QRectF& bounds, const std::function<void(QPai
     // Three box passes of width r·scale give σ ≈ r·scale / 2; reduce the buffer so the box stays a
     // few pixels wide, which is where the blur stops being worth full resolution.
     const qreal deviceRadius = radius * scale;
-    const qreal reduce = deviceRadius > 8 ? 8 / deviceRadius : 1.0;
+    const qreal reduce = deviceRadius > 6 ? 6 / deviceRadius : 1.0;
     const int box = deviceRadius >= 1 ? std::max(1, qRound(deviceRadius * reduce * 0.5)) : 0;
     const qreal reach = 3.0 * box / reduce + 2;
 

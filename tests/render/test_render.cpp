@@ -391,6 +391,25 @@ private slots:
         QVERIFY(Crossfade::eased(0.1) < 0.1);
         QVERIFY(Crossfade::eased(0.9) > 0.9);
 
+        // Renderings of different sizes at 2×: both centred, blended pixel for pixel.
+        PieceView mixed = viewOf({m_photos[0], m_photos[1]}, CollageLayout::single, FrameStyle::bare, 200);
+        Crossfade two;
+        two.setView(mixed, 2);
+        mixed.tick = 1;
+        two.setView(mixed, 2);
+        const QImage old2 = two.previous(), new2 = two.current();
+        QVERIFY(old2.size() != new2.size());
+        const QImage half = two.frame(0.5);
+        QCOMPARE(half.size(), old2.size().expandedTo(new2.size()));
+        QCOMPARE(half.devicePixelRatio(), 2.0);
+        const QPoint mc(half.width() / 2, half.height() / 2);
+        const QRgb o = old2.pixel(old2.width() / 2, old2.height() / 2);
+        const QRgb n = new2.pixel(new2.width() / 2, new2.height() / 2);
+        const QRgb h = half.pixel(mc);
+        QVERIFY(std::abs(qRed(h) - (qRed(o) + qRed(n)) / 2) <= 3);
+        QVERIFY(std::abs(qBlue(h) - (qBlue(o) + qBlue(n)) / 2) <= 3);
+        QVERIFY(qAlpha(h) >= 253); // two halves of full coverage, each rounded
+
         // Any other change replaces the picture at once.
         v.piece.frame = FrameStyle::gallery;
         fade.setView(v, 1);
