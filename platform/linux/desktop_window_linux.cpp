@@ -48,10 +48,10 @@ xcb_window_t rootOf(xcb_connection_t* c, xcb_window_t window)
 constexpr uint32_t allDesktops = 0xFFFFFFFFu;
 
 struct Atoms {
-    xcb_atom_t type, utility, state, below, sticky, skipTaskbar, skipPager, desktop;
+    xcb_atom_t type, normal, state, below, sticky, skipTaskbar, skipPager, desktop;
     explicit Atoms(xcb_connection_t* c)
         : type(atom(c, "_NET_WM_WINDOW_TYPE"))
-        , utility(atom(c, "_NET_WM_WINDOW_TYPE_UTILITY"))
+        , normal(atom(c, "_NET_WM_WINDOW_TYPE_NORMAL"))
         , state(atom(c, "_NET_WM_STATE"))
         , below(atom(c, "_NET_WM_STATE_BELOW"))
         , sticky(atom(c, "_NET_WM_STATE_STICKY"))
@@ -63,12 +63,15 @@ struct Atoms {
     std::array<xcb_atom_t, 4> states() const { return {below, sticky, skipTaskbar, skipPager}; }
 };
 
-// Utility rather than desktop or dock: a desktop-type window shares the layer of the desktop
-// background and its icon window (which can cover it), and docks are kept above ordinary
-// windows. A utility window in the "below" state sits between the two, like the macOS level.
+// A normal window in the "below" state: the window manager's layer between the desktop and
+// ordinary windows, like the macOS level. Not desktop: that shares the bottom layer with the
+// desktop background and its icon window, which can cover it. Not dock: docks are kept above
+// ordinary windows. Not utility (nor Qt's own list for frameless windows, which adds KDE's
+// "override"): openbox, for one, treats a utility window without a parent as a transient of the
+// application's window group and stacks it above the group's other windows, below state or not.
 void setWindowType(xcb_connection_t* c, xcb_window_t w, const Atoms& a)
 {
-    xcb_change_property(c, XCB_PROP_MODE_REPLACE, w, a.type, XCB_ATOM_ATOM, 32, 1, &a.utility);
+    xcb_change_property(c, XCB_PROP_MODE_REPLACE, w, a.type, XCB_ATOM_ATOM, 32, 1, &a.normal);
 }
 
 void sendClientMessage(xcb_connection_t* c, xcb_window_t root, xcb_window_t w, xcb_atom_t type,

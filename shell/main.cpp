@@ -1,0 +1,173 @@
+// Velora's entry: the library, the Studio, the desktop pieces, and saving on the way out.
+#include "demo_library.h"
+#include "desktop_controller.h"
+#include "desktop_window.h"
+#include "snapshotter.h"
+#include "storage.h"
+#include "studio.h"
+#if __has_include("file_chooser_dialog.h")
+#include "file_chooser_dialog.h"
+#define VELORA_HAS_FILE_DIALOG 1
+#endif
+
+#include <QAction>
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QDir>
+#include <QMenu>
+#include <QPainter>
+#include <QScreen>
+#include <QSystemTrayIcon>
+#include <QTextStream>
+
+#ifdef Q_OS_UNIX
+#include <QSocketNotifier>
+#include <csignal>
+#include <sys/socket.h>
+#include <unistd.h>
+#endif
+
+using namespace velora;
+
+namespace {
+
+#ifdef Q_OS_UNIX
+int signalPipe[2] = {-1, -1};
+
+void onSignal(int)
+{
+    const char byte = 1;
+    [[maybe_unused]] const auto n = ::write(signalPipe[0], &byte, 1);
+}
+
+// Ctrl+C, a plain kill or a closed terminal end the event loop normally, so the state is saved.
+void quitOnSignals(QApplication& app)
+{
+    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, signalPipe) != 0) return;
+    auto* notifier = new QSocketNotifier(signalPipe[1], QSocketNotifier::Read, &app);
+    QObject::connect(notifier, &QSocketNotifier::activated, &app, [&app] {
+        char byte = 0;
+        [[maybe_unused]] const auto n = ::read(signalPipe[1], &byte, 1);
+        app.quit();
+    });
+    struct sigaction action = {};
+    action.sa_handler = onSignal;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESTART;
+    for (int sig : {SIGINT, SIGTERM, SIGHUP}) sigaction(sig, &action, nullptr);
+}
+#else
+void quitOnSignals(QApplication&) {}
+#endif
+
+// A small menu in the system tray, where there is one: hide or show all pieces, quit.
+void addTrayMenu(QApplication& app)
+{
+    if (!QSystemTrayIcon::isSystemTrayAvailable()) return;
+    auto* tray = new QSystemTrayIcon(&app);
+    QPixmap icon(32, 32);
+    icon.fill(Qt::transparent);
+    {
+        QPainter p(&icon);
+        p.setRenderHint(QPainter::Antialiasing);
+        p.setPen(QPen(QColor(60, 60, 60), 2));
+        p.setBrush(QColor(250, 248, 244));
+        p.drawRoundedRect(QRectF(4, 6, 24, 20), 2, 2);
+        p.setPen(Qt::NoPen);
+        p.setBrush(QColor(90, 140, 110));
+        p.drawEllipse(QRectF(10, 11, 6, 6));
+    }
+    tray->setIcon(QIcon(icon));
+    tray->setToolTip(QStringLiteral("Velora"));
+    auto* menu = new QMenu;
+    QAction* hide = menu->addAction(QString());
+    const auto label = [hide] {
+        hide->setText(Studio::shared().allHidden() ? QStringLiteral("Show All Pieces")
+                                                   : QStringLiteral("Hide All Pieces"));
+    };
+    label();
+    QObject::connect(&Studio::shared(), &Studio::changed, hide, label);
+    QObject::connect(hide, &QAction::triggered, [] { Studio::shared().setAllHidden(!Studio::shared().allHidden()); });
+    menu->addSeparator();
+    QObject::connect(menu->addAction(QStringLiteral("Quit Velora")), &QAction::triggered, &app, &QApplication::quit);
+    tray->setContextMenu(menu);
+    tray->show();
+}
+
+ScreenInfo mainScreen()
+{
+    const QList<ScreenInfo> screens = DesktopController::shared().screens().screens();
+    if (!screens.isEmpty()) return screens.first();
+    return {QStringLiteral("Main"), {0, 0, 1440, 900}, {0, 0, 1440, 875}};
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication::setOrganizationName(QStringLiteral("Velora"));
+    QCoreApplication::setApplicationName(QStringLiteral("Velora"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(VELORA_VERSION));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Your photos, framed on the desktop.\n\n"
+        "Pieces sit on the desktop below every window. Drag one to move it; it snaps to the screen "
+        "edges and a soft grid. Double-click to select it, right-click for its menu. Ctrl+C or a "
+        "plain kill quits and saves.\n\n"
+        "Environment: VELORA_SNAPSHOT_DIR=<folder> renders the snapshot pictures there and exits."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    const QCommandLineOption demo(
+        QStringLiteral("demo"),
+        QStringLiteral("Start on a separate demo library of painted landscapes with a few framed pieces "
+                       "already on the desktop. Your own library is not touched."));
+    parser.addOption(demo);
+
+    // Help and version need no display.
+    for (int i = 1; i < argc; ++i) {
+        const QByteArray arg(argv[i]);
+        if (arg == "-h" || arg == "--help" || arg == "-?" || arg == "--help-all" || arg == "-v" || arg == "--version") {
+            QCoreApplication core(argc, argv);
+            parser.process(core);
+            return 0;
+        }
+    }
+
+    QApplication app(argc, argv);
+    QApplication::setQuitOnLastWindowClosed(false);
+    parser.process(app);
+
+    // Screenshot mode: an empty library inside the given folder, then the snapshot run.
+    const QString snapshotDir = qEnvironmentVariable("VELORA_SNAPSHOT_DIR");
+    if (!snapshotDir.isEmpty()) {
+        const QString data = QDir(snapshotDir).filePath(QStringLiteral("data"));
+        QDir(data).removeRecursively();
+        Storage::setRoot(data);
+        Studio::shared().load();
+        return Snapshotter::run(snapshotDir);
+    }
+
+    QTextStream err(stderr);
+    if (parser.isSet(demo)) {
+        Storage::setRoot(DemoLibrary::root());
+        err << "Velora: demo library in " << QDir::toNativeSeparators(Storage::root()) << "\n";
+    }
+    Studio& studio = Studio::shared();
+    studio.load();
+    if (parser.isSet(demo)) DemoLibrary::seed(studio, mainScreen());
+#ifdef VELORA_HAS_FILE_DIALOG
+    studio.setFileChooser([] { return chooseFilesWithDialog(); });
+#endif
+
+    if (Platform::session() == Platform::Session::wayland)
+        err << "Velora: on Wayland the window manager decides where pieces go; they may not stay on the "
+               "desktop layer or on every workspace.\n";
+    err.flush();
+
+    DesktopController::shared().start();
+    QObject::connect(&app, &QCoreApplication::aboutToQuit, [] { Studio::shared().saveNow(); });
+    quitOnSignals(app);
+    addTrayMenu(app);
+    return app.exec();
+}

@@ -1,0 +1,262 @@
+// One piece on a real X server with a real window manager: Xvfb and openbox are started here, the
+// probe shows a piece panel and an ordinary window, and the window manager's view is checked from
+// outside: stacking, workspaces, taskbar, focus, pixels on screen, and a drag with the pointer.
+#include "testing.h"
+
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+
+#include <xcb/xcb.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+#include <vector>
+
+namespace {
+
+constexpr uint32_t rootColour = 0x3C8D5A;
+const QColor rootQColor(0x3C, 0x8D, 0x5A);
+
+struct FreeDeleter {
+    void operator()(void* p) const { std::free(p); }
+};
+template <typename T> using Reply = std::unique_ptr<T, FreeDeleter>;
+
+bool near(QRgb a, QColor b, int tolerance = 6)
+{
+    return std::abs(qRed(a) - b.red()) <= tolerance && std::abs(qGreen(a) - b.green()) <= tolerance &&
+           std::abs(qBlue(a) - b.blue()) <= tolerance;
+}
+
+QString describe(QRgb c) { return QStringLiteral("rgb(%1, %2, %3)").arg(qRed(c)).arg(qGreen(c)).arg(qBlue(c)); }
+
+} // namespace
+
+class TestX11Desktop : public QObject {
+    Q_OBJECT
+private:
+    QTemporaryDir m_home;
+    QProcess m_xvfb;
+    QProcess m_wm;
+    QProcess m_probe;
+    QString m_display;
+    xcb_connection_t* m_c = nullptr;
+    xcb_window_t m_root = 0;
+    QString m_probeOutput;
+
+    xcb_atom_t atom(const char* name)
+    {
+        Reply<xcb_intern_atom_reply_t> r(
+            xcb_intern_atom_reply(m_c, xcb_intern_atom(m_c, 0, uint16_t(strlen(name)), name), nullptr));
+        return r ? r->atom : xcb_atom_t(XCB_ATOM_NONE);
+    }
+
+    std::vector<uint32_t> property(xcb_window_t w, const char* name)
+    {
+        Reply<xcb_get_property_reply_t> r(xcb_get_property_reply(
+            m_c, xcb_get_property(m_c, 0, w, atom(name), XCB_GET_PROPERTY_TYPE_ANY, 0, 4096), nullptr));
+        if (!r || r->format != 32) return {};
+        const auto* data = static_cast<const uint32_t*>(xcb_get_property_value(r.get()));
+        return std::vector<uint32_t>(data, data + xcb_get_property_value_length(r.get()) / 4);
+    }
+
+    QRect rootGeometry(xcb_window_t w)
+    {
+        Reply<xcb_get_geometry_reply_t> g(xcb_get_geometry_reply(m_c, xcb_get_geometry(m_c, w), nullptr));
+        Reply<xcb_translate_coordinates_reply_t> t(
+            xcb_translate_coordinates_reply(m_c, xcb_translate_coordinates(m_c, w, m_root, 0, 0), nullptr));
+        if (!g || !t) return {};
+        return QRect(t->dst_x, t->dst_y, g->width, g->height);
+    }
+
+    bool viewable(xcb_window_t w)
+    {
+        Reply<xcb_get_window_attributes_reply_t> a(
+            xcb_get_window_attributes_reply(m_c, xcb_get_window_attributes(m_c, w), nullptr));
+        return a && a->map_state == XCB_MAP_STATE_VIEWABLE;
+    }
+
+    QImage screenshot()
+    {
+        const xcb_screen_t* s = xcb_setup_roots_iterator(xcb_get_setup(m_c)).data;
+        Reply<xcb_get_image_reply_t> img(xcb_get_image_reply(
+            m_c,
+            xcb_get_image(m_c, XCB_IMAGE_FORMAT_Z_PIXMAP, m_root, 0, 0, s->width_in_pixels, s->height_in_pixels,
+                          ~0u),
+            nullptr));
+        if (!img || img->depth != 24) return {};
+        const int length = xcb_get_image_data_length(img.get());
+        if (length != s->width_in_pixels * s->height_in_pixels * 4) return {};
+        return QImage(xcb_get_image_data(img.get()), s->width_in_pixels, s->height_in_pixels,
+                      QImage::Format_RGB32)
+            .copy();
+    }
+
+    void rootMessage(const char* type, std::array<uint32_t, 5> data)
+    {
+        xcb_client_message_event_t e = {};
+        e.response_type = XCB_CLIENT_MESSAGE;
+        e.format = 32;
+        e.window = m_root;
+        e.type = atom(type);
+        std::copy(data.begin(), data.end(), e.data.data32);
+        xcb_send_event(m_c, 0, m_root, XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                       reinterpret_cast<const char*>(&e));
+        xcb_flush(m_c);
+    }
+
+    QString waitForLine(const QString& prefix, int ms)
+    {
+        QElapsedTimer t;
+        t.start();
+        while (t.elapsed() < ms) {
+            const auto lines = m_probeOutput.split('\n');
+            for (auto it = lines.crbegin(); it != lines.crend(); ++it)
+                if (it->startsWith(prefix) && lines.last() != *it) return *it;
+            if (m_probe.state() != QProcess::Running) break;
+            m_probe.waitForReadyRead(100);
+            m_probeOutput += QString::fromLocal8Bit(m_probe.readAllStandardOutput());
+        }
+        return {};
+    }
+
+private slots:
+    void initTestCase()
+    {
+        const QString xvfb = QStandardPaths::findExecutable("Xvfb");
+        const QString openbox = QStandardPaths::findExecutable("openbox");
+        if (xvfb.isEmpty() || openbox.isEmpty())
+            QSKIP("Xvfb or openbox is not installed (bash scripts/deps.sh installs both); skipping the X11 test");
+
+        // Xvfb picks a free display itself and writes its number.
+        m_xvfb.start(xvfb, {"-displayfd", "1", "-screen", "0", "1280x800x24", "-nolisten", "tcp", "-br"});
+        QVERIFY2(m_xvfb.waitForStarted(5000), "Xvfb did not start");
+        QByteArray number;
+        for (int i = 0; i < 100 && !number.contains('\n'); ++i) {
+            m_xvfb.waitForReadyRead(100);
+            number += m_xvfb.readAllStandardOutput();
+        }
+        QVERIFY2(number.contains('\n'), "Xvfb did not report its display");
+        m_display = ":" + QString::fromLatin1(number.trimmed());
+
+        m_c = xcb_connect(m_display.toLatin1().constData(), nullptr);
+        QVERIFY2(m_c && !xcb_connection_has_error(m_c), "cannot connect to Xvfb");
+        m_root = xcb_setup_roots_iterator(xcb_get_setup(m_c)).data->root;
+
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert("DISPLAY", m_display);
+        env.insert("XDG_CONFIG_HOME", m_home.filePath("config"));
+        env.insert("XDG_DATA_HOME", m_home.filePath("data"));
+        env.insert("QT_QPA_PLATFORM", "xcb");
+        env.remove("WAYLAND_DISPLAY");
+        m_wm.setProcessEnvironment(env);
+        m_wm.start(openbox, {});
+        QVERIFY2(m_wm.waitForStarted(5000), "openbox did not start");
+        QTRY_VERIFY_WITH_TIMEOUT(!property(m_root, "_NET_SUPPORTING_WM_CHECK").empty(), 10000);
+
+        m_probe.setProcessEnvironment(env);
+        m_probe.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        m_probe.start(QStringLiteral(VELORA_X11_PROBE), {m_home.filePath("library"), QString::number(rootColour, 16)});
+        QVERIFY2(m_probe.waitForStarted(5000), "the probe did not start");
+    }
+
+    void aPieceSitsOnTheDesktopBelowOrdinaryWindows()
+    {
+        const QString ready = waitForLine("READY", 20000);
+        QVERIFY2(!ready.isEmpty(), qPrintable("the probe did not get ready: " + m_probeOutput));
+        const QStringList f = ready.split(' ');
+        QCOMPARE(f.size(), 6);
+        const auto panel = xcb_window_t(f[1].toULongLong());
+        const auto normal = xcb_window_t(f[2].toULongLong());
+        const double margin = f[3].toDouble();
+        QTest::qWait(500);
+
+        // Stacking: the window manager's list runs bottom to top.
+        const auto stacking = property(m_root, "_NET_CLIENT_LIST_STACKING");
+        const auto pi = std::find(stacking.begin(), stacking.end(), panel);
+        const auto ni = std::find(stacking.begin(), stacking.end(), normal);
+        QVERIFY2(pi != stacking.end() && ni != stacking.end(), "both windows are managed");
+        QVERIFY2(pi < ni, "the piece is below the ordinary window");
+
+        // Every workspace, no taskbar or pager, below, no focus, a normal window without a parent.
+        QCOMPARE(property(panel, "_NET_WM_DESKTOP"), std::vector<uint32_t>{0xFFFFFFFFu});
+        const auto state = property(panel, "_NET_WM_STATE");
+        for (const char* s : {"_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER", "_NET_WM_STATE_BELOW"})
+            QVERIFY2(std::find(state.begin(), state.end(), atom(s)) != state.end(), s);
+        QCOMPARE(property(panel, "_NET_WM_WINDOW_TYPE"), std::vector<uint32_t>{atom("_NET_WM_WINDOW_TYPE_NORMAL")});
+        const auto hints = property(panel, "WM_HINTS");
+        QVERIFY(hints.size() >= 2 && (hints[0] & 1) && hints[1] == 0);
+        QVERIFY(property(panel, "WM_TRANSIENT_FOR").empty());
+        const auto active = property(m_root, "_NET_ACTIVE_WINDOW");
+        QVERIFY(active.empty() || active[0] != panel);
+
+        // On screen: the frame drawn, the desktop through the transparent border, the ordinary
+        // window over the piece.
+        const QRect pg = rootGeometry(panel);
+        const QRect ng = rootGeometry(normal);
+        QVERIFY(pg.isValid() && ng.isValid());
+        const QImage shot = screenshot();
+        QVERIFY(!shot.isNull());
+        const QString file = QDir(QCoreApplication::applicationDirPath()).filePath("x11-desktop.png");
+        QVERIFY(shot.save(file));
+        qInfo("screenshot: %s", qPrintable(file));
+        const int m = int(margin);
+        const QRgb corner = shot.pixel(pg.x() + 1, pg.y() + 1);
+        QVERIFY2(near(corner, rootQColor, 0), qPrintable("transparent corner shows " + describe(corner)));
+        const QRgb mat = shot.pixel(pg.x() + m + 4, pg.center().y());
+        QVERIFY2(near(mat, QColor(251, 251, 251), 8), qPrintable("gallery mat shows " + describe(mat)));
+        const QRgb photo = shot.pixel(pg.x() + pg.width() / 3, pg.center().y());
+        QVERIFY2(!near(photo, rootQColor, 20) && !near(photo, QColor(251, 251, 251), 20),
+                 qPrintable("photo shows " + describe(photo)));
+        const QRgb over = shot.pixel(ng.x() + 10, ng.y() + 10);
+        QVERIFY2(ng.intersects(pg) && near(over, QColor(0x20, 0x40, 0xC0), 0),
+                 qPrintable("where they overlap: " + describe(over)));
+
+        // On another workspace the piece stays and the ordinary window goes.
+        rootMessage("_NET_CURRENT_DESKTOP", {1, 0, 0, 0, 0});
+        QTRY_VERIFY_WITH_TIMEOUT(!viewable(normal), 5000);
+        QVERIFY(viewable(panel));
+        rootMessage("_NET_CURRENT_DESKTOP", {0, 0, 0, 0, 0});
+        QTRY_VERIFY_WITH_TIMEOUT(viewable(normal), 5000);
+
+        // A drag with the real pointer: the panel follows and its new place is stored.
+        const QString xdotool = QStandardPaths::findExecutable("xdotool");
+        if (xdotool.isEmpty()) QSKIP("xdotool is not installed; the drag is not tried");
+        const QPoint grab = pg.topLeft() + QPoint(m + 30, m + 30);
+        const QPoint by(-60, 50);
+        QProcess drag;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert("DISPLAY", m_display);
+        drag.setProcessEnvironment(env);
+        drag.start(xdotool, {"mousemove", "--sync", QString::number(grab.x()), QString::number(grab.y()), "mousedown", "1",
+                             "mousemove", "--sync", QString::number(grab.x() + by.x() / 2), QString::number(grab.y() + by.y() / 2),
+                             "mousemove", "--sync", QString::number(grab.x() + by.x()), QString::number(grab.y() + by.y()),
+                             "mouseup", "1"});
+        QVERIFY(drag.waitForFinished(10000));
+        QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(panel).topLeft(), pg.topLeft() + by, 5000);
+        const QString placed = waitForLine("PLACED", 5000);
+        QCOMPARE(placed, QStringLiteral("PLACED %1 %2").arg(200 + by.x()).arg(300 - by.y()));
+        screenshot().save(QDir(QCoreApplication::applicationDirPath()).filePath("x11-desktop-dragged.png"));
+    }
+
+    void cleanupTestCase()
+    {
+        for (QProcess* p : {&m_probe, &m_wm, &m_xvfb}) {
+            if (p->state() == QProcess::NotRunning) continue;
+            p->terminate();
+            if (!p->waitForFinished(3000)) {
+                p->kill();
+                p->waitForFinished(3000);
+            }
+        }
+        if (m_c) xcb_disconnect(m_c);
+    }
+};
+
+VELORA_TEST(TestX11Desktop)
+#include "test_x11.moc"

@@ -1,0 +1,88 @@
+// Runs on an X server the X11 test started: one piece panel placed by a desktop controller and one
+// ordinary window over part of it, on a root window of a known colour. Prints the window ids and
+// the piece's margin, then stays until it is killed.
+#include "desktop_controller.h"
+#include "demo_art.h"
+#include "image_store.h"
+#include "piece_panel.h"
+#include "storage.h"
+#include "studio.h"
+
+#include <QApplication>
+#include <QSettings>
+#include <QTextStream>
+#include <QTimer>
+#include <QtGui/qguiapplication_platform.h>
+
+#include <xcb/xcb.h>
+
+using namespace velora;
+
+int main(int argc, char** argv)
+{
+    QApplication app(argc, argv);
+    QApplication::setOrganizationName(QStringLiteral("VeloraProbe"));
+    QApplication::setApplicationName(QStringLiteral("VeloraProbe"));
+    if (argc < 3) return 2;
+    const QString library = QString::fromLocal8Bit(argv[1]);
+    const uint32_t rootColour = QString::fromLatin1(argv[2]).toUInt(nullptr, 16);
+    Storage::setRoot(library);
+    Storage::prepare();
+    QSettings().setValue(QStringLiteral("snapToGrid"), false);
+
+    auto* x11 = app.nativeInterface<QNativeInterface::QX11Application>();
+    if (!x11) return 3;
+    xcb_connection_t* c = x11->connection();
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(c)).data->root;
+    xcb_change_window_attributes(c, root, XCB_CW_BACK_PIXEL, &rootColour);
+    xcb_clear_area(c, 0, root, 0, 0, 0, 0);
+    xcb_flush(c);
+
+    const auto image = DemoArt::scene(600, 400, DemoArt::palettes[1], 5);
+    if (!image) return 4;
+    const auto photo = ImageStore::store(*image, QStringLiteral("Probe"), std::nullopt, std::nullopt);
+    if (!photo) return 5;
+
+    Studio studio;
+    studio.setAllHidden(false);
+    studio.setPhotos({*photo});
+    Piece piece = Piece::make(QStringLiteral("Probe"), {photo->id});
+    piece.width = 300;
+    piece.seed = 3;
+    const QList<ScreenInfo> screens = QtScreens().screens();
+    piece.placements[screens.first().key] = {200, 300};
+    studio.setPieces({piece});
+
+    QtScreens qtScreens;
+    DesktopController controller(studio, qtScreens);
+    controller.start();
+    PiecePanel* panel = controller.panel(piece.id);
+    if (!panel) return 6;
+
+    // An ordinary window over the right part of the piece.
+    QWidget normal;
+    normal.setWindowTitle(QStringLiteral("Ordinary"));
+    normal.setAutoFillBackground(true);
+    QPalette pal = normal.palette();
+    pal.setColor(QPalette::Window, QColor(0x20, 0x40, 0xC0));
+    normal.setPalette(pal);
+    const QRect pg = panel->geometry();
+    normal.setGeometry(pg.x() + pg.width() * 2 / 3, pg.y() + 40, 300, 200);
+    normal.show();
+    normal.raise();
+    normal.activateWindow();
+
+    QTimer::singleShot(300, [&] {
+        QTextStream out(stdout);
+        out << "READY " << panel->winId() << ' ' << normal.winId() << ' ' << panel->margin() << ' '
+            << panel->frame().width << ' ' << panel->frame().height << Qt::endl;
+    });
+    // Report each stored placement, so that the test can follow a drag.
+    QObject::connect(&studio, &Studio::changed, [&] {
+        const Piece* p = studio.piece(piece.id);
+        if (!p) return;
+        const Point at = p->placements.value(screens.first().key);
+        QTextStream(stdout) << "PLACED " << at.x << ' ' << at.y << Qt::endl;
+    });
+    return app.exec();
+}
