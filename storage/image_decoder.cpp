@@ -88,25 +88,74 @@ bool toSrgb8(Image& image)
     return image->Bands == 3 || image->Bands == 4;
 }
 
-// Runs the pipeline into memory and copies it into a QImage the caller owns outright.
-std::optional<QImage> toQImage(const Image& image)
+// Reorders sRGB(A) bands into the byte layout of QImage's 32-bit formats (0xAARRGGBB words), so
+// the decoded buffer becomes the QImage as is: no second full-size copy, and neither the JPEG
+// writer nor the smooth thumbnail scaler has to convert it again.
+bool toArgbWords(Image& image)
 {
+    VipsImage* parts[4] = {};
+    const bool alpha = image->Bands == 4;
+    for (int b = 0; b < 4; ++b) {
+        if (b == 3 && !alpha) break;
+        if (vips_extract_band(image.get(), &parts[b], b, nullptr) != 0) {
+            for (VipsImage* p : parts)
+                if (p) g_object_unref(p);
+            vips_error_clear();
+            return false;
+        }
+    }
+    VipsImage* opaque = nullptr;
+    if (!alpha) {
+        if (vips_black(&opaque, image->Xsize, image->Ysize, nullptr) != 0 ||
+            vips_linear1(opaque, &parts[3], 0.0, 255.0, "uchar", TRUE, nullptr) != 0) {
+            for (VipsImage* p : parts)
+                if (p) g_object_unref(p);
+            if (opaque) g_object_unref(opaque);
+            vips_error_clear();
+            return false;
+        }
+        g_object_unref(opaque);
+    }
+#if Q_BYTE_ORDER == Q_LITTLE_ENDIAN
+    VipsImage* ordered[4] = {parts[2], parts[1], parts[0], parts[3]}; // B G R A
+#else
+    VipsImage* ordered[4] = {parts[3], parts[0], parts[1], parts[2]}; // A R G B
+#endif
+    VipsImage* joined = nullptr;
+    const int failed = vips_bandjoin(ordered, &joined, 4, nullptr);
+    for (VipsImage* p : parts) g_object_unref(p);
+    if (failed != 0 || !joined) {
+        vips_error_clear();
+        return false;
+    }
+    image.reset(joined);
+    return true;
+}
+
+// Runs the pipeline into one buffer that the returned QImage owns (freed with it).
+std::optional<QImage> toQImage(Image image)
+{
+    const bool alpha = image->Bands == 4;
+    if (!toArgbWords(image)) return std::nullopt;
     const int width = image->Xsize;
     const int height = image->Ysize;
-    const int bands = image->Bands;
     size_t size = 0;
     void* pixels = vips_image_write_to_memory(image.get(), &size);
     if (!pixels) {
         vips_error_clear();
         return std::nullopt;
     }
-    const std::unique_ptr<void, decltype(&g_free)> owned(pixels, &g_free);
-    const size_t rowBytes = static_cast<size_t>(width) * static_cast<size_t>(bands);
-    if (size != rowBytes * static_cast<size_t>(height)) return std::nullopt;
-    QImage result(width, height, bands == 4 ? QImage::Format_RGBA8888 : QImage::Format_RGB888);
-    if (result.isNull()) return std::nullopt;
-    const auto* src = static_cast<const uchar*>(pixels);
-    for (int y = 0; y < height; ++y) std::memcpy(result.scanLine(y), src + rowBytes * static_cast<size_t>(y), rowBytes);
+    const qsizetype rowBytes = qsizetype(width) * 4;
+    if (size != size_t(rowBytes) * size_t(height)) {
+        g_free(pixels);
+        return std::nullopt;
+    }
+    QImage result(static_cast<uchar*>(pixels), width, height, rowBytes,
+                  alpha ? QImage::Format_ARGB32 : QImage::Format_RGB32, [](void* p) { g_free(p); }, pixels);
+    if (result.isNull()) {
+        g_free(pixels);
+        return std::nullopt;
+    }
     result.setColorSpace(QColorSpace(QColorSpace::SRgb));
     return result;
 }
@@ -156,7 +205,7 @@ std::optional<QImage> decodeWithVips(const QByteArray& file, const char* loader,
         image.reset(out);
     }
     if (!toSrgb8(image)) return std::nullopt;
-    return toQImage(image);
+    return toQImage(std::move(image));
 }
 
 QSize cappedSize(QSize size, int longestSide)
@@ -184,7 +233,7 @@ std::optional<QImage> decodeWithQt(const QString& path, int longestSide)
     if (target != image.size()) image = image.scaled(target, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
     if (image.colorSpace().isValid() && image.colorSpace() != QColorSpace(QColorSpace::SRgb))
         image.convertToColorSpace(QColorSpace(QColorSpace::SRgb));
-    image.convertTo(image.hasAlphaChannel() ? QImage::Format_RGBA8888 : QImage::Format_RGB888);
+    image.convertTo(image.hasAlphaChannel() ? QImage::Format_ARGB32 : QImage::Format_RGB32);
     if (image.isNull()) return std::nullopt;
     image.setColorSpace(QColorSpace(QColorSpace::SRgb));
     return image;
@@ -205,6 +254,9 @@ bool initialize()
         vips_cache_set_max(0);
         vips_cache_set_max_mem(0);
         vips_cache_set_max_files(0);
+        // Thumbnailing a sequential JPEG gains little beyond a few threads, while every worker
+        // adds its own buffers (and malloc arena) to resident memory on many-core machines.
+        vips_concurrency_set(std::clamp(vips_concurrency_get(), 1, 4));
         // A damaged file is reported by its result; libvips' per-tile warnings would only fill
         // the terminal.
         g_log_set_handler("VIPS", G_LOG_LEVEL_WARNING, [](const gchar*, GLogLevelFlags, const gchar*, gpointer) {},

@@ -19,7 +19,7 @@ inline constexpr int maxPixel = 2400;
 inline constexpr qint64 maxDeclaredPixels = 250'000'000;
 
 // The file's first image, longest side at most maxPixel (smaller images keep their size),
-// RGB888 or RGBA8888 in sRGB. Nothing when the file can't be opened or decoded, is truncated,
+// RGB32 or ARGB32 in sRGB. Nothing when the file can't be opened or decoded, is truncated,
 // or declares too many pixels.
 std::optional<QImage> decode(const QString& path, int longestSide = maxPixel);
 

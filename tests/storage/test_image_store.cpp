@@ -323,7 +323,7 @@ private slots:
         const auto big = ImageDecoder::decode(file("big.jpg"));
         QVERIFY(big);
         QCOMPARE(big->size(), QSize(2400, 1600));
-        QCOMPARE(big->format(), QImage::Format_RGB888);
+        QCOMPARE(big->format(), QImage::Format_RGB32);
         QCOMPARE(big->colorSpace(), QColorSpace(QColorSpace::SRgb));
         // Left red, right blue survive the shrink.
         QVERIFY(qRed(big->pixel(300, 800)) > 150 && qBlue(big->pixel(300, 800)) < 90);
@@ -362,14 +362,14 @@ private slots:
         QVERIFY(samples::writeBytes(file("grey16.png"), samples::encode(grey, "png")));
         const auto g = ImageDecoder::decode(file("grey16.png"));
         QVERIFY(g);
-        QCOMPARE(g->format(), QImage::Format_RGB888);
+        QCOMPARE(g->format(), QImage::Format_RGB32);
         QVERIFY(qAbs(qRed(g->pixel(5, 5)) - 128) <= 1 && qRed(g->pixel(5, 5)) == qBlue(g->pixel(5, 5)));
         QImage clear(30, 20, QImage::Format_ARGB32);
         clear.fill(QColor(0, 255, 0, 100));
         QVERIFY(samples::writeBytes(file("alpha.png"), samples::encode(clear, "png")));
         const auto a = ImageDecoder::decode(file("alpha.png"));
         QVERIFY(a);
-        QCOMPARE(a->format(), QImage::Format_RGBA8888);
+        QCOMPARE(a->format(), QImage::Format_ARGB32);
         QCOMPARE(qAlpha(a->pixel(3, 3)), 100);
 
         // An embedded profile is converted: Display P3 pixels come out as their sRGB equivalent.
