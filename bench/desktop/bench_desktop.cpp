@@ -1,0 +1,171 @@
+// The desktop with 200 pieces: a sync that changes nothing (against one pass over the pieces
+// building their geometry, timed in the same run), a drag (moves without redrawing), and the
+// memory each shown piece costs.
+#include "desktop_controller.h"
+#include "demo_art.h"
+#include "image_cache.h"
+#include "piece_content.h"
+#include "piece_panel.h"
+#include "piece_view.h"
+#include "storage.h"
+#include "studio.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QMouseEvent>
+#include <QTemporaryDir>
+
+#include <algorithm>
+#include <cstdio>
+#include <functional>
+#include <unistd.h>
+#include <vector>
+
+using namespace velora;
+
+namespace {
+
+constexpr int pieceCount = 200;
+
+double residentMiB()
+{
+    QFile f(QStringLiteral("/proc/self/statm"));
+    if (!f.open(QIODevice::ReadOnly)) return 0;
+    const QList<QByteArray> fields = f.readAll().split(' ');
+    return fields.size() > 1 ? fields[1].toDouble() * double(sysconf(_SC_PAGESIZE)) / (1024.0 * 1024.0) : 0;
+}
+
+// Median of runs, in microseconds.
+double medianMicros(const std::function<void()>& work, int runs)
+{
+    std::vector<double> us;
+    for (int i = 0; i < runs; ++i) {
+        QElapsedTimer t;
+        t.start();
+        work();
+        us.push_back(double(t.nsecsElapsed()) / 1e3);
+    }
+    std::sort(us.begin(), us.end());
+    return us[us.size() / 2];
+}
+
+void settle()
+{
+    for (int i = 0; i < 20; ++i) QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+}
+
+void send(QWidget* w, QEvent::Type type, QPointF global, Qt::MouseButtons buttons)
+{
+    QMouseEvent e(type, global - QPointF(w->pos()), global, Qt::LeftButton, buttons, Qt::NoModifier);
+    QCoreApplication::sendEvent(w, &e);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    QApplication::setOrganizationName(QStringLiteral("VeloraBench"));
+    QTemporaryDir dir;
+    Storage::setRoot(dir.path());
+
+    const QList<Photo> photos = DemoArt::makePhotos(7);
+    if (photos.size() < 7) {
+        std::fprintf(stderr, "could not make the demo photos\n");
+        return 1;
+    }
+    // Decoded images are shared by every piece; load them before measuring panels.
+    for (const Photo& p : photos) {
+        ImageCache::shared().image(p, true);
+        ImageCache::shared().image(p, false);
+    }
+
+    Studio studio;
+    studio.setAllHidden(false);
+    studio.setPhotos(photos);
+    QtScreens screens;
+    const QString key = screens.screens().first().key;
+    QList<Piece> pieces;
+    for (int i = 0; i < pieceCount; ++i) {
+        const auto layout = allCollageLayouts[size_t(i) % allCollageLayouts.size()];
+        const auto style = allFrameStyles[size_t(i / 6) % allFrameStyles.size()];
+        QList<QUuid> ids;
+        const int n = layout == CollageLayout::single ? 1 : 2 + i % 4;
+        for (int k = 0; k < n; ++k) ids.append(photos[(i + k) % photos.size()].id);
+        Piece p = Piece::make(QStringLiteral("Piece %1").arg(i), ids);
+        p.layout = layout;
+        p.frame = style;
+        p.width = 180 + (i % 5) * 40;
+        p.placements[key] = {double((i * 37) % 600), double((i * 53) % 400)};
+        pieces.append(p);
+    }
+    studio.setPieces(pieces);
+
+    DesktopController controller(studio, screens);
+    const double rssBefore = residentMiB();
+    const qint64 rendersBefore = PieceContent::renderCount();
+    QElapsedTimer first;
+    first.start();
+    controller.start();
+    const double firstMs = double(first.nsecsElapsed()) / 1e6;
+    settle();
+    const double rssAfter = residentMiB();
+    const qint64 firstRenders = PieceContent::renderCount() - rendersBefore;
+
+    // A sync that changes nothing.
+    int published = 0;
+    QObject::connect(&studio, &Studio::changed, [&] { ++published; });
+    const qint64 renders0 = PieceContent::renderCount();
+    const double syncUs = medianMicros([&] { controller.sync(); }, 200);
+    const qint64 syncRenders = PieceContent::renderCount() - renders0;
+    const int publishedBySyncs = published;
+
+    // The reference: one pass over the pieces building their geometry.
+    double sink = 0;
+    const double referenceUs = medianMicros([&] {
+        for (const Piece& p : studio.pieces()) {
+            const PieceView view{p, studio.photos(p), studio.tick(p.id), std::nullopt};
+            const QList<Photo> shown = view.shown();
+            sink += PieceView::geometry(p, shown, std::nullopt, !view.caption(shown).isEmpty()).outerSize.width;
+        }
+    }, 200);
+
+    // A drag of 100 steps and the drop.
+    PiecePanel* panel = controller.panel(pieces[17].id);
+    const qint64 renders1 = PieceContent::renderCount();
+    const QPointF grab = QPointF(panel->pos()) + QPointF(30, 30);
+    send(panel, QEvent::MouseButtonPress, grab, Qt::LeftButton);
+    QElapsedTimer dragClock;
+    dragClock.start();
+    for (int i = 1; i <= 100; ++i) send(panel, QEvent::MouseMove, grab + QPointF(i * 1.5, i), Qt::LeftButton);
+    const double perMoveUs = double(dragClock.nsecsElapsed()) / 1e3 / 100;
+    const qint64 dragRenders = PieceContent::renderCount() - renders1;
+    const int publishedBeforeDrop = published;
+    send(panel, QEvent::MouseButtonRelease, grab + QPointF(150, 100), Qt::NoButton);
+    QElapsedTimer wait;
+    wait.start();
+    while (wait.elapsed() < 400) QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    const qint64 dropRenders = PieceContent::renderCount() - renders1 - dragRenders;
+
+    if (sink <= 0) return 1;
+    std::printf("Velora desktop benchmark: %d pieces on the offscreen platform\n", pieceCount);
+    std::printf("  first sync (creates and draws every panel): %.1f ms, %lld renders\n", firstMs,
+                static_cast<long long>(firstRenders));
+    std::printf("  sync that changes nothing: %.1f us median (%.3f ms); reference pass building geometry: %.1f us; "
+                "ratio %.2f\n",
+                syncUs, syncUs / 1000, referenceUs, syncUs / referenceUs);
+    std::printf("  changes published by 200 such syncs: %d; renders: %lld\n", publishedBySyncs,
+                static_cast<long long>(syncRenders));
+    std::printf("  drag: %.1f us per move, renders during 100 moves: %lld, after the drop: %lld, changes "
+                "published by the drop: %d\n",
+                perMoveUs, static_cast<long long>(dragRenders), static_cast<long long>(dropRenders),
+                published - publishedBeforeDrop);
+    std::printf("  memory: %.1f MiB for %zu shown panels, %.0f KiB per piece\n", rssAfter - rssBefore,
+                controller.panelCount(), (rssAfter - rssBefore) * 1024.0 / double(controller.panelCount()));
+
+    const bool ok = syncUs < 1000 && publishedBySyncs == 0 && syncRenders == 0 && dragRenders == 0 && dropRenders == 0;
+    std::printf("%s: idle sync under 1 ms and silent; a drag never redraws the piece\n", ok ? "OK" : "MISSED");
+    return ok ? 0 : 1;
+}
