@@ -13,6 +13,28 @@ Session session()
     return Session::other;
 }
 
+QByteArray preferredQtPlatform(const QByteArray& qtPlatform, const QByteArray& waylandDisplay,
+                               const QByteArray& x11Display)
+{
+#ifdef Q_OS_MACOS
+    Q_UNUSED(qtPlatform);
+    Q_UNUSED(waylandDisplay);
+    Q_UNUSED(x11Display);
+    return {};
+#else
+    if (!qtPlatform.isEmpty() || waylandDisplay.isEmpty() || x11Display.isEmpty()) return {};
+    return QByteArrayLiteral("xcb");
+#endif
+}
+
+QByteArray choosePlatformForPieces()
+{
+    const QByteArray chosen = preferredQtPlatform(qgetenv("QT_QPA_PLATFORM"), qgetenv("WAYLAND_DISPLAY"),
+                                                  qgetenv("DISPLAY"));
+    if (!chosen.isEmpty()) qputenv("QT_QPA_PLATFORM", chosen);
+    return chosen;
+}
+
 QString sessionName(Session s)
 {
     switch (s) {

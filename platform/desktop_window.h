@@ -1,6 +1,7 @@
 #pragma once
 // What Qt cannot say for a piece's window: sit just above the desktop and below every ordinary
 // window, on every workspace, out of the taskbar, pager and window cycling, never focused.
+#include <QByteArray>
 #include <QString>
 
 class QWindow;
@@ -8,6 +9,15 @@ class QWindow;
 namespace velora::Platform {
 
 enum class Session { x11, wayland, macos, other };
+
+// Under a Wayland session with XWayland, pieces keep their places and their layer only as X11
+// windows (Wayland clients cannot place or stack their own windows). Without an explicit choice
+// of Qt platform, that is the one to use. Returns the platform to set, or an empty string.
+QByteArray preferredQtPlatform(const QByteArray& qtPlatform, const QByteArray& waylandDisplay,
+                               const QByteArray& x11Display);
+// Reads the environment and sets QT_QPA_PLATFORM accordingly; call before the application object.
+// Returns the platform it chose, or an empty string when it left the choice alone.
+QByteArray choosePlatformForPieces();
 Session session();
 QString sessionName(Session session);
 

@@ -134,6 +134,10 @@ int main(int argc, char** argv)
         }
     }
 
+    // Pieces need X11 to keep their places and layer; under Wayland, XWayland provides it.
+    const bool snapshotMode = !qEnvironmentVariableIsEmpty("VELORA_SNAPSHOT_DIR");
+    const QByteArray platform = snapshotMode ? QByteArray() : Platform::choosePlatformForPieces();
+
     QApplication app(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
     parser.process(app);
@@ -160,6 +164,9 @@ int main(int argc, char** argv)
     studio.setFileChooser([] { return chooseFilesWithDialog(); });
 #endif
 
+    if (!platform.isEmpty())
+        err << "Velora: using XWayland so that pieces keep their places on the desktop "
+               "(QT_QPA_PLATFORM=wayland runs natively, with fewer guarantees).\n";
     if (Platform::session() == Platform::Session::wayland)
         err << "Velora: on Wayland the window manager decides where pieces go; they may not stay on the "
                "desktop layer or on every workspace.\n";

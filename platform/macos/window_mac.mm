@@ -35,7 +35,7 @@ void apply(QWindow* window)
     w.movable = NO;
     w.animationBehavior = NSWindowAnimationBehaviorNone;
     if ([w isKindOfClass:[NSPanel class]]) {
-        NSPanel* panel = static_cast<NSPanel*>(w);
+        NSPanel* panel = (NSPanel*)w;
         panel.styleMask = panel.styleMask | NSWindowStyleMaskNonactivatingPanel;
         panel.floatingPanel = NO;
         panel.becomesKeyOnlyIfNeeded = YES;

@@ -242,6 +242,19 @@ private slots:
         const QString placed = waitForLine("PLACED", 5000);
         QCOMPARE(placed, QStringLiteral("PLACED %1 %2").arg(200 + by.x()).arg(300 - by.y()));
         screenshot().save(QDir(QCoreApplication::applicationDirPath()).filePath("x11-desktop-dragged.png"));
+
+        // Locked, the piece lets the pointer through: the same drag moves nothing.
+        m_probe.write("lock\n");
+        QCOMPARE(waitForLine("LOCKED", 5000), QStringLiteral("LOCKED 1"));
+        const QRect lockedAt = rootGeometry(panel);
+        const QPoint grab2 = lockedAt.topLeft() + QPoint(m + 45, m + 40); // not where the pointer is
+        drag.start(xdotool, {"mousemove", "--sync", QString::number(grab2.x()), QString::number(grab2.y()), "mousedown", "1",
+                             "mousemove", "--sync", QString::number(grab2.x() + 80), QString::number(grab2.y() + 60),
+                             "mouseup", "1"});
+        QVERIFY(drag.waitForFinished(10000));
+        QTest::qWait(600);
+        QCOMPARE(rootGeometry(panel), lockedAt);
+        QVERIFY(viewable(panel));
     }
 
     void cleanupTestCase()

@@ -1,6 +1,6 @@
 // Runs on an X server the X11 test started: one piece panel placed by a desktop controller and one
 // ordinary window over part of it, on a root window of a known colour. Prints the window ids and
-// the piece's margin, then stays until it is killed.
+// the piece's margin, then stays until it is killed; "lock" on its input locks the piece.
 #include "desktop_controller.h"
 #include "demo_art.h"
 #include "image_store.h"
@@ -10,11 +10,14 @@
 
 #include <QApplication>
 #include <QSettings>
+#include <QSocketNotifier>
 #include <QTextStream>
 #include <QTimer>
 #include <QtGui/qguiapplication_platform.h>
 
 #include <xcb/xcb.h>
+
+#include <unistd.h>
 
 using namespace velora;
 
@@ -83,6 +86,22 @@ int main(int argc, char** argv)
         if (!p) return;
         const Point at = p->placements.value(screens.first().key);
         QTextStream(stdout) << "PLACED " << at.x << ' ' << at.y << Qt::endl;
+    });
+    // "lock" on standard input toggles the piece's lock.
+    QSocketNotifier input(STDIN_FILENO, QSocketNotifier::Read);
+    QObject::connect(&input, &QSocketNotifier::activated, [&] {
+        char buffer[64];
+        const auto n = ::read(STDIN_FILENO, buffer, sizeof buffer);
+        if (n <= 0) {
+            input.setEnabled(false);
+            return;
+        }
+        if (QByteArray(buffer, int(n)).trimmed() == "lock") {
+            studio.toggleLocked(piece.id);
+            QTimer::singleShot(200, [&] {
+                QTextStream(stdout) << "LOCKED " << (panel->ignoresMouse() ? 1 : 0) << Qt::endl;
+            });
+        }
     });
     return app.exec();
 }
