@@ -231,8 +231,9 @@ private slots:
         QVERIFY(QTest::qWaitFor([&] { return finished; }, 120000));
         const qint64 elapsed = clock.elapsed();
         const int turned = ticks - ticksAtStart;
-        // While the worker decodes, the timer fires about as often as it would when idle.
-        QVERIFY2(turned >= elapsed / 5 / 4, qPrintable(QString("%1 ticks in %2 ms").arg(turned).arg(elapsed)));
+        // While the worker decodes, the 5 ms timer keeps firing: at least once per 50 ms on
+        // average even on a loaded machine (a decode on this thread would stall it ~100 ms each).
+        QVERIFY2(turned >= elapsed / 50, qPrintable(QString("%1 ticks in %2 ms").arg(turned).arg(elapsed)));
         QCOMPARE(studio.photos().size(), 4);
     }
 
