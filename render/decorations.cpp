@@ -166,12 +166,25 @@ QList<QRectF> FilmStrip::holeRects(QSizeF size, bool vertical, qreal t)
     return out;
 }
 
+QColor FilmStrip::stockColor() { return QColor::fromRgbF(0.085f, 0.075f, 0.07f); }
+
+QPainterPath FilmStrip::punched(const QRectF& box, bool vertical, qreal t)
+{
+    QPainterPath path;
+    path.setFillRule(Qt::OddEvenFill);
+    path.addRoundedRect(box, 0.08 * t, 0.08 * t);
+    const qreal radius = 0.22 * 0.3 * t;
+    for (const QRectF& hole : holeRects(box.size(), vertical, t))
+        path.addRoundedRect(hole.translated(box.topLeft()), radius, radius);
+    return path;
+}
+
 void FilmStrip::paint(QPainter* p, const QRectF& box, bool vertical, qreal t)
 {
     p->save();
     p->setRenderHint(QPainter::Antialiasing);
     p->setPen(Qt::NoPen);
-    p->setBrush(QColor::fromRgbF(0.085f, 0.075f, 0.07f));
+    p->setBrush(stockColor());
     p->drawRoundedRect(box, 0.08 * t, 0.08 * t);
     // The holes go right through the stock (and its shadow): whatever lies behind shows in them.
     p->setCompositionMode(QPainter::CompositionMode_Clear);

@@ -63,6 +63,10 @@ Holes holes(qreal length, qreal t);
 QList<QRectF> holeRects(QSizeF size, bool vertical, qreal t);
 // The film stock in `box`, its holes cleared to transparency: paint it into a layer of its own.
 void paint(QPainter* painter, const QRectF& box, bool vertical, qreal t);
+// The stock's outline in `box` with every hole as a hole in the path (odd-even fill), to fill with
+// stockColor() straight onto anything.
+QPainterPath punched(const QRectF& box, bool vertical, qreal t);
+QColor stockColor();
 // The same as a premultiplied image `scale` pixels per point.
 QImage render(QSizeF size, bool vertical, qreal t, qreal scale);
 } // namespace FilmStrip

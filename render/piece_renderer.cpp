@@ -2,11 +2,10 @@
 
 #include "decorations.h"
 #include "image_cache.h"
+#include "scaled_images.h"
 #include "shadow.h"
 
 #include <QFontMetricsF>
-#include <QHash>
-#include <QMutex>
 #include <QPainter>
 #include <QPainterPath>
 #include <QTextLayout>
@@ -14,7 +13,7 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
-#include <list>
+#include <vector>
 
 namespace velora::PieceRenderer {
 
@@ -30,59 +29,6 @@ qreal deviceScale(const QPainter* p)
 
 // --- images ---------------------------------------------------------------------------------
 
-// Large downscales look aliased with bilinear sampling; keep a few properly scaled copies.
-class ScaledImages {
-public:
-    static ScaledImages& shared()
-    {
-        static ScaledImages instance;
-        return instance;
-    }
-
-    QImage get(const QImage& image, const QRect& source, const QSize& size)
-    {
-        const QString key = QStringLiteral("%1/%2,%3,%4,%5/%6x%7")
-                                .arg(image.cacheKey())
-                                .arg(source.x()).arg(source.y()).arg(source.width()).arg(source.height())
-                                .arg(size.width()).arg(size.height());
-        {
-            QMutexLocker lock(&m_mutex);
-            auto it = m_entries.find(key);
-            if (it != m_entries.end()) {
-                m_order.splice(m_order.begin(), m_order, it->position);
-                return it->image;
-            }
-        }
-        QImage scaled = image.copy(source).scaled(size, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-        if (scaled.format() != QImage::Format_ARGB32_Premultiplied && scaled.format() != QImage::Format_RGB32)
-            scaled = scaled.convertToFormat(QImage::Format_ARGB32_Premultiplied);
-        QMutexLocker lock(&m_mutex);
-        if (!m_entries.contains(key)) {
-            m_order.push_front(key);
-            m_entries.insert(key, Entry{scaled, m_order.begin()});
-            m_bytes += scaled.sizeInBytes();
-            while (m_bytes > kBudget && m_order.size() > 1) {
-                const QString last = m_order.back();
-                m_bytes -= m_entries.value(last).image.sizeInBytes();
-                m_entries.remove(last);
-                m_order.pop_back();
-            }
-        }
-        return scaled;
-    }
-
-private:
-    static constexpr qsizetype kBudget = 96 * 1024 * 1024;
-    struct Entry {
-        QImage image;
-        std::list<QString>::iterator position;
-    };
-    QMutex m_mutex;
-    std::list<QString> m_order;
-    QHash<QString, Entry> m_entries;
-    qsizetype m_bytes = 0;
-};
-
 // Fill the rect with the image, cropped to the rect's aspect, within a rounded clip.
 void drawImageFill(QPainter* p, const QImage& image, const QRectF& r, qreal radius)
 {
@@ -92,12 +38,52 @@ void drawImageFill(QPainter* p, const QImage& image, const QRectF& r, qreal radi
     QRectF source(0, 0, r.width() / fill, r.height() / fill);
     source.moveCenter(QPointF(iw / 2, ih / 2));
 
+    const QTransform toDevice = p->deviceTransform();
+    const bool upright = toDevice.type() <= QTransform::TxScale && toDevice.m11() > 0 && toDevice.m22() > 0;
+    const QRectF device = toDevice.mapRect(r);
+    if (upright && device.width() <= 8192 && device.height() <= 8192 && device.isValid()) {
+        // Upright: scale the photo once to exactly the device pixels it covers, then copy pixels.
+        // The copy covers every pixel the photo's antialiased outline touches.
+        const QRect target = device.toAlignedRect();
+        const qreal kx = source.width() / device.width();
+        const qreal ky = source.height() / device.height();
+        const QRectF wanted(source.x() + (target.x() - device.x()) * kx, source.y() + (target.y() - device.y()) * ky,
+                            target.width() * kx, target.height() * ky);
+        const QRect crop(QPoint(qRound(wanted.left()), qRound(wanted.top())),
+                         QPoint(qRound(wanted.right()) - 1, qRound(wanted.bottom()) - 1));
+        const QImage drawn = crop == image.rect() && crop.size() == target.size()
+            ? image
+            : ScaledImages::shared().get(image, crop, target.size());
+        if (drawn.isNull()) return;
+        p->save();
+        p->setWorldTransform(p->worldTransform() * toDevice.inverted(), false);
+        QBrush brush(drawn);
+        brush.setTransform(QTransform::fromTranslate(target.x(), target.y()));
+        p->setRenderHint(QPainter::Antialiasing);
+        if (radius <= 0 && QRectF(target) == device) {
+            p->drawImage(target.topLeft(), drawn);
+        } else if (radius <= 0) {
+            p->fillRect(device, brush);
+        } else {
+            QPainterPath clip;
+            clip.addRoundedRect(device, radius * toDevice.m11(), radius * toDevice.m22());
+            p->fillPath(clip, brush);
+        }
+        p->restore();
+        return;
+    }
+
+    // Turned: large downscales look aliased with bilinear sampling, so draw from a copy scaled to
+    // the tile's device size.
     QImage drawn = image;
     const qreal scale = deviceScale(p);
     const QSize devicePx(std::max(1, qRound(r.width() * scale)), std::max(1, qRound(r.height() * scale)));
     if (source.width() > 1.5 * devicePx.width() && devicePx.width() <= 8192 && devicePx.height() <= 8192) {
-        drawn = ScaledImages::shared().get(image, source.toAlignedRect().intersected(image.rect()), devicePx);
-        source = QRectF(drawn.rect());
+        const QImage scaled = ScaledImages::shared().get(image, source.toAlignedRect(), devicePx);
+        if (!scaled.isNull()) {
+            drawn = scaled;
+            source = QRectF(drawn.rect());
+        }
     }
 
     p->save();
@@ -187,11 +173,17 @@ void drawPhotoTile(QPainter* p, const QRectF& r, const Photo& photo, qreal radiu
     const qreal u = std::sqrt(r.width() * r.height());
     QPainterPath shape;
     shape.addRoundedRect(r, radius, radius);
-    if (shadow) Shadow::draw(p, shape, std::max(0.03 * u, 3.0), {0, std::max(0.012 * u, 1.5)}, 0.3);
 
     const bool small = std::max(r.width(), r.height()) * deviceScale(p) <= thumbnailLimit;
     const std::optional<QImage> image = ImageCache::shared().image(photo, small);
-    if (image && !image->isNull()) drawImageFill(p, *image, r, radius);
+    const bool drawable = image && !image->isNull();
+    if (shadow) {
+        // An opaque photo hides its own shadow everywhere but past its rounded corners and edges.
+        const qreal in = std::max<qreal>(radius, 0);
+        const QRectF cover = drawable && !image->hasAlphaChannel() ? r.adjusted(in, in, -in, -in) : QRectF();
+        Shadow::draw(p, shape, std::max(0.03 * u, 3.0), {0, std::max(0.012 * u, 1.5)}, 0.3, cover);
+    }
+    if (drawable) drawImageFill(p, *image, r, radius);
     else drawPlaceholder(p, r, radius);
 
     if (!caption.isEmpty()) {
@@ -219,7 +211,7 @@ void drawPaper(QPainter* p, const QRectF& box, const QColor& fill, qreal opacity
 {
     QPainterPath shape;
     shape.addRect(box);
-    Shadow::draw(p, shape, radius, {0, offsetY}, opacity);
+    Shadow::draw(p, shape, radius, {0, offsetY}, opacity, box);
     p->fillRect(box, fill);
 }
 
@@ -271,6 +263,68 @@ void drawFilmPrint(QPainter* p, const QRectF& box, const QRectF& window, bool ve
     p->restore();
 }
 
+// Fills `r` (device pixels) with `color` as an antialiased rectangle would, but as whole-pixel
+// rectangles: the full inside, then the partly covered edge rows and columns at reduced alpha.
+// A thin bar thousands of pixels long costs the rasterizer a span per row; this, a few fills.
+void fillDevicePixels(QPainter* p, const QRectF& r, const QColor& color)
+{
+    struct Piece {
+        int from;
+        int to; // exclusive
+        qreal coverage;
+    };
+    auto split = [](qreal a, qreal b, Piece out[3]) {
+        int n = 0;
+        const int ia = qFloor(a), ib = qFloor(b);
+        if (ia == ib) {
+            if (b > a) out[n++] = {ia, ia + 1, b - a};
+            return n;
+        }
+        if (a > ia) out[n++] = {ia, ia + 1, ia + 1 - a};
+        const int full = a > ia ? ia + 1 : ia;
+        if (ib > full) out[n++] = {full, ib, 1.0};
+        if (b > ib) out[n++] = {ib, ib + 1, b - ib};
+        return n;
+    };
+    Piece columns[3], rows[3];
+    const int nc = split(r.left(), r.right(), columns);
+    const int nr = split(r.top(), r.bottom(), rows);
+    for (int i = 0; i < nr; ++i)
+        for (int j = 0; j < nc; ++j) {
+            QColor c = color;
+            c.setAlphaF(color.alphaF() * float(rows[i].coverage * columns[j].coverage));
+            p->fillRect(QRect(columns[j].from, rows[i].from, columns[j].to - columns[j].from, rows[i].to - rows[i].from),
+                        c);
+        }
+}
+
+// Fills the ring between `outer` and `inner` (inside it) with `color`: what a mitred pen strokes
+// along the rectangle halfway between. Drawn as four bars: a turned ring path costs the
+// rasterizer its whole area, four bars only their own.
+void fillRing(QPainter* p, const QRectF& outer, const QRectF& inner, const QColor& color)
+{
+    const QRectF bars[4] = {QRectF(outer.left(), outer.top(), outer.width(), inner.top() - outer.top()),
+                            QRectF(outer.left(), inner.bottom(), outer.width(), outer.bottom() - inner.bottom()),
+                            QRectF(outer.left(), inner.top(), inner.left() - outer.left(), inner.height()),
+                            QRectF(inner.right(), inner.top(), outer.right() - inner.right(), inner.height())};
+    const QTransform toDevice = p->deviceTransform();
+    p->save();
+    if (toDevice.type() <= QTransform::TxScale && toDevice.m11() > 0 && toDevice.m22() > 0) {
+        p->setWorldTransform(p->worldTransform() * toDevice.inverted(), false);
+        for (const QRectF& bar : bars)
+            if (bar.width() > 0 && bar.height() > 0) fillDevicePixels(p, toDevice.mapRect(bar), color);
+    } else {
+        p->setPen(Qt::NoPen);
+        p->setBrush(color);
+        for (const QRectF& bar : bars) {
+            if (!(bar.width() > 0) || !(bar.height() > 0)) continue;
+            const QPointF corners[4] = {bar.topLeft(), bar.topRight(), bar.bottomRight(), bar.bottomLeft()};
+            p->drawConvexPolygon(corners, 4);
+        }
+    }
+    p->restore();
+}
+
 using Content = std::function<void(const QRectF& window)>;
 
 void drawFramedBox(QPainter* p, const QRectF& box, FrameStyle style, const FrameInsets& in, bool vertical,
@@ -289,17 +343,35 @@ void drawFramedBox(QPainter* p, const QRectF& box, FrameStyle style, const Frame
                   std::max(0.014 * u, 1.5));
         break;
     case FrameStyle::film: {
-        // Stock, shadow and holes share one layer, so the holes clear the strip's own shadow too.
         const qreal t = vertical ? in.left : in.top;
         const qreal radius = std::max(0.025 * u, 3.0);
         const qreal offset = std::max(0.012 * u, 1.5);
-        const qreal reach = 1.5 * radius + 2;
         QPainterPath stock;
         stock.addRoundedRect(box, 0.08 * t, 0.08 * t);
-        Layers::draw(p, box.adjusted(-reach, -reach, reach, reach + offset), [&](QPainter* q) {
-            Shadow::draw(q, stock, radius, {0, offset}, 0.3);
-            FilmStrip::paint(q, box, vertical, t);
-        });
+        // The holes show what lies behind the strip, never its own shadow. The shadow is not drawn
+        // under the stock's inside, which holds every hole, so the stock with its holes can be
+        // painted straight on; only when the holes come too near the edge does a layer punch them.
+        const QRectF inside = box.adjusted(0.08 * t, 0.08 * t, -0.08 * t, -0.08 * t);
+        const QRegion hidden = Shadow::inside(inside, p->deviceTransform(), 1.0);
+        const QList<QRectF> holes = FilmStrip::holeRects(box.size(), vertical, t);
+        bool direct = !holes.isEmpty();
+        for (const QRectF& hole : holes) {
+            const QRect mapped = p->deviceTransform().mapRect(hole.translated(box.topLeft())).toAlignedRect();
+            if (direct && !QRegion(mapped.adjusted(-1, -1, 1, 1)).subtracted(hidden).isEmpty()) direct = false;
+        }
+        if (direct) {
+            Shadow::draw(p, stock, radius, {0, offset}, 0.3, inside);
+            p->save();
+            p->setRenderHint(QPainter::Antialiasing);
+            p->fillPath(FilmStrip::punched(box, vertical, t), FilmStrip::stockColor());
+            p->restore();
+        } else {
+            const qreal reach = 1.5 * radius + 2;
+            Layers::draw(p, box.adjusted(-reach, -reach, reach, reach + offset), [&](QPainter* q) {
+                Shadow::draw(q, stock, radius, {0, offset}, 0.3);
+                FilmStrip::paint(q, box, vertical, t);
+            });
+        }
         break;
     }
     case FrameStyle::bare:
@@ -315,13 +387,18 @@ void drawFramedBox(QPainter* p, const QRectF& box, FrameStyle style, const Frame
     case FrameStyle::gallery: {
         p->save();
         p->setRenderHint(QPainter::Antialiasing);
-        p->setBrush(Qt::NoBrush);
-        p->setPen(QPen(QColor::fromRgbF(0, 0, 0, 0.07f), 0.5));
-        p->drawRect(box.adjusted(0.25, 0.25, -0.25, -0.25));
+        const QColor edge = QColor::fromRgbF(0, 0, 0, 0.07f);
+        const QRectF inner = box.adjusted(0.25, 0.25, -0.25, -0.25);
+        if (p->deviceTransform().type() <= QTransform::TxScale) {
+            fillRing(p, box, box.adjusted(0.5, 0.5, -0.5, -0.5), edge);
+        } else {
+            p->setBrush(Qt::NoBrush);
+            p->setPen(QPen(edge, 0.5));
+            p->drawRect(inner);
+        }
         // The mat's cut edge: a fine bevel line just outside the photo window.
         const qreal line = std::max(0.0025 * u, 0.5);
-        p->setPen(QPen(QColor::fromRgbF(0, 0, 0, 0.14f), line, Qt::SolidLine, Qt::SquareCap, Qt::MiterJoin));
-        p->drawRect(window.adjusted(-line / 2, -line / 2, line / 2, line / 2));
+        fillRing(p, window.adjusted(-line, -line, line, line), window, QColor::fromRgbF(0, 0, 0, 0.14f));
         p->restore();
         if (!caption.isEmpty()) {
             QFont font = Fonts::font(p, Fonts::sansFamily(), std::max(0.03 * u, 7.0), QFont::Medium);
@@ -367,20 +444,70 @@ void drawComposition(QPainter* p, const PieceGeometry& g, const QList<Photo>& sh
 {
     const bool bare = g.style == FrameStyle::bare;
     if (g.perTile) {
+        struct Tile {
+            const Photo* photo;
+            QRectF box;         // centred on the origin of `local`
+            QTransform local;   // into the composition's coordinates
+            FrameInsets insets;
+            qreal radius;
+        };
+        std::vector<Tile> tiles;
         for (const PlacedTile& tile : g.arrangement.tiles) {
             if (tile.index < 0 || tile.index >= shown.size()) continue;
             const Photo& photo = shown.at(tile.index);
             const QRectF frame = toQ(tile.frame);
-            const FrameInsets in = PieceGeometry::tileInsets(g.style, photo.aspect(), piece.vertical,
-                                                             {frame.width(), frame.height()});
-            const qreal radius = bare ? 0.035 * std::sqrt(frame.width() * frame.height()) : 0.0;
+            QTransform local;
+            local.translate(frame.center().x(), frame.center().y());
+            local.rotate(std::isfinite(tile.rotation) ? tile.rotation : 0.0);
+            tiles.push_back({&photo, QRectF(-frame.width() / 2, -frame.height() / 2, frame.width(), frame.height()),
+                             local,
+                             PieceGeometry::tileInsets(g.style, photo.aspect(), piece.vertical,
+                                                       {frame.width(), frame.height()}),
+                             bare ? 0.035 * std::sqrt(frame.width() * frame.height()) : 0.0});
+        }
+        // Tiles that overlap (a stack) hide most of those beneath: each tile is clipped to what
+        // the opaque parts of the tiles above leave showing, which saves drawing it whole.
+        const QTransform toDevice = p->deviceTransform();
+        std::vector<QRegion> hidden(tiles.size());
+        bool overlap = false;
+        for (size_t i = 0; i < tiles.size() && !overlap; ++i)
+            for (size_t j = i + 1; j < tiles.size() && !overlap; ++j)
+                overlap = tiles[i].local.mapRect(tiles[i].box).intersects(tiles[j].local.mapRect(tiles[j].box));
+        if (overlap) {
+            QRegion above;
+            for (size_t i = tiles.size(); i-- > 0;) {
+                hidden[i] = above;
+                const Tile& t = tiles[i];
+                const QTransform device = t.local * toDevice;
+                if (g.style == FrameStyle::gallery || g.style == FrameStyle::instant || g.style == FrameStyle::tape) {
+                    above += Shadow::inside(t.box, device, 1.0);
+                } else {
+                    // Film and bare tiles are opaque only where the photo is (film holes show
+                    // through); the photo only when it is there and has no alpha.
+                    const QRectF window = t.box.adjusted(t.insets.left, t.insets.top, -t.insets.right, -t.insets.bottom);
+                    const qreal scale = std::sqrt(std::abs(device.determinant()));
+                    const bool small = std::max(window.width(), window.height()) * scale <= thumbnailLimit;
+                    const std::optional<QImage> image = ImageCache::shared().image(*t.photo, small);
+                    if (image && !image->isNull() && !image->hasAlphaChannel() && window.isValid())
+                        above += Shadow::inside(window.adjusted(t.radius, t.radius, -t.radius, -t.radius), device, 1.0);
+                }
+            }
+        }
+        for (size_t i = 0; i < tiles.size(); ++i) {
+            const Tile& t = tiles[i];
             p->save();
-            p->translate(frame.center());
-            p->rotate(std::isfinite(tile.rotation) ? tile.rotation : 0.0);
-            const QRectF box(-frame.width() / 2, -frame.height() / 2, frame.width(), frame.height());
-            drawFramedBox(p, box, g.style, in, piece.vertical,
+            if (!hidden[i].isEmpty()) {
+                const QTransform world = p->worldTransform();
+                p->setWorldTransform(world * toDevice.inverted());
+                const QRegion everywhere(QRect(-32768, -32768, 65536, 65536));
+                p->setClipRegion(everywhere.subtracted(hidden[i]), p->hasClipping() ? Qt::IntersectClip : Qt::ReplaceClip);
+                p->setWorldTransform(world);
+            }
+            p->setWorldTransform(t.local, true);
+            const Photo& photo = *t.photo;
+            drawFramedBox(p, t.box, g.style, t.insets, piece.vertical,
                           g.style == FrameStyle::instant ? photo.caption : QString(),
-                          [&](const QRectF& window) { drawPhotoTile(p, window, photo, radius, false, {}); });
+                          [&](const QRectF& window) { drawPhotoTile(p, window, photo, t.radius, false, {}); });
             p->restore();
         }
         if (!caption.isEmpty()) {

@@ -9,41 +9,89 @@
 namespace velora::Shadow {
 
 namespace {
+// Rounded division by the window width as a multiply and shift (a division per pixel was most of
+// the blur's cost). With n < 256.5·d, (n·⌊2^k/d + 1⌋) >> k is ⌊n/d⌋ whenever n·d < 2^k: k = 16
+// covers windows up to 15 pixels in 32-bit arithmetic (which vectorizes), k = 32 up to 4095.
+struct Divider {
+    explicit Divider(int width)
+        : window(width), half(quint32(width / 2)), small(width < 16),
+          inverse(small ? (quint64(1) << 16) / quint64(width) + 1 : (quint64(1) << 32) / quint64(width) + 1)
+    {
+    }
+    uchar operator()(quint32 sum) const
+    {
+        if (small) return uchar(((sum + half) * quint32(inverse)) >> 16);
+        if (window < 4096) return uchar((quint64(sum + half) * inverse) >> 32);
+        return uchar((sum + half) / quint32(window));
+    }
+    int window;
+    quint32 half;
+    bool small;
+    quint64 inverse;
+};
+
 // One horizontal box pass over a row; `line` holds a copy of the input.
-void boxRow(uchar* data, int count, int radius, std::vector<int>& line)
+void boxRow(uchar* data, int count, int radius, std::vector<quint32>& line, const Divider& divide)
 {
     std::copy(data, data + count, line.begin());
-    const int window = 2 * radius + 1;
-    int sum = 0;
+    quint32 sum = 0;
     for (int i = 0; i <= std::min(radius, count - 1); ++i) sum += line[i];
-    for (int i = 0; i < count; ++i) {
-        data[i] = static_cast<uchar>((sum + window / 2) / window);
+    // Edges, where the window hangs over an end, apart from the middle, which needs no checks.
+    const int middleFrom = std::min(radius, count);
+    const int middleTo = std::max(middleFrom, count - radius - 1);
+    auto step = [&](int i) {
+        data[i] = divide(sum);
         if (i + radius + 1 < count) sum += line[i + radius + 1];
         if (i - radius >= 0) sum -= line[i - radius];
+    };
+    for (int i = 0; i < middleFrom; ++i) step(i);
+    if (divide.small) {
+        const quint32 half = divide.half;
+        const quint32 inverse = quint32(divide.inverse);
+        for (int i = middleFrom; i < middleTo; ++i) {
+            data[i] = uchar(((sum + half) * inverse) >> 16);
+            sum += line[i + radius + 1] - line[i - radius];
+        }
+    } else {
+        for (int i = middleFrom; i < middleTo; ++i) {
+            data[i] = divide(sum);
+            sum += line[i + radius + 1] - line[i - radius];
+        }
     }
+    for (int i = middleTo; i < count; ++i) step(i);
+}
+
+template <typename Divide>
+void columnsStep(uchar* out, quint32* sums, const uchar* add, const uchar* drop, int w, Divide divide)
+{
+    for (int x = 0; x < w; ++x) out[x] = divide(sums[x]);
+    if (add)
+        for (int x = 0; x < w; ++x) sums[x] += add[x];
+    if (drop)
+        for (int x = 0; x < w; ++x) sums[x] -= drop[x];
 }
 
 // One vertical box pass, row by row with a running sum per column, so memory is read in order.
-void boxColumns(uchar* bits, int w, int h, int bpl, int radius, std::vector<int>& sums, std::vector<uchar>& copy)
+void boxColumns(uchar* bits, int w, int h, int bpl, int radius, std::vector<quint32>& sums, std::vector<uchar>& copy,
+                const Divider& divide)
 {
-    const int window = 2 * radius + 1;
     copy.assign(bits, bits + static_cast<size_t>(bpl) * h);
     std::fill(sums.begin(), sums.begin() + w, 0);
     for (int y = 0; y <= std::min(radius, h - 1); ++y) {
         const uchar* row = copy.data() + static_cast<size_t>(y) * bpl;
         for (int x = 0; x < w; ++x) sums[x] += row[x];
     }
+    const quint32 half = divide.half;
+    const quint32 inverse = quint32(divide.inverse);
     for (int y = 0; y < h; ++y) {
         uchar* out = bits + static_cast<size_t>(y) * bpl;
-        for (int x = 0; x < w; ++x) out[x] = static_cast<uchar>((sums[x] + window / 2) / window);
-        if (y + radius + 1 < h) {
-            const uchar* add = copy.data() + static_cast<size_t>(y + radius + 1) * bpl;
-            for (int x = 0; x < w; ++x) sums[x] += add[x];
-        }
-        if (y - radius >= 0) {
-            const uchar* drop = copy.data() + static_cast<size_t>(y - radius) * bpl;
-            for (int x = 0; x < w; ++x) sums[x] -= drop[x];
-        }
+        const uchar* add = y + radius + 1 < h ? copy.data() + static_cast<size_t>(y + radius + 1) * bpl : nullptr;
+        const uchar* drop = y - radius >= 0 ? copy.data() + static_cast<size_t>(y - radius) * bpl : nullptr;
+        if (divide.small)
+            columnsStep(out, sums.data(), add, drop, w,
+                        [half, inverse](quint32 sum) { return uchar(((sum + half) * inverse) >> 16); });
+        else
+            columnsStep(out, sums.data(), add, drop, w, divide);
     }
 }
 } // namespace
@@ -51,21 +99,49 @@ void boxColumns(uchar* bits, int w, int h, int bpl, int radius, std::vector<int>
 void boxBlur(QImage& alpha8, int radius, int passes)
 {
     if (radius < 1 || alpha8.isNull() || alpha8.format() != QImage::Format_Alpha8) return;
+    const Divider divide(2 * radius + 1);
     const int w = alpha8.width();
     const int h = alpha8.height();
     const int bpl = static_cast<int>(alpha8.bytesPerLine());
     uchar* bits = alpha8.bits();
-    std::vector<int> line(w);
-    std::vector<int> sums(w);
+    std::vector<quint32> line(w);
+    std::vector<quint32> sums(w);
     std::vector<uchar> copy;
     for (int pass = 0; pass < passes; ++pass) {
-        for (int y = 0; y < h; ++y) boxRow(bits + static_cast<size_t>(y) * bpl, w, radius, line);
-        boxColumns(bits, w, h, bpl, radius, sums, copy);
+        for (int y = 0; y < h; ++y) boxRow(bits + static_cast<size_t>(y) * bpl, w, radius, line, divide);
+        boxColumns(bits, w, h, bpl, radius, sums, copy, divide);
     }
 }
 
+QRegion inside(const QRectF& cover, const QTransform& toDevice, qreal margin)
+{
+    // Only an optimisation rests on this, so anything odd or beyond any canvas gives nothing.
+    auto sane = [](const QRectF& r) {
+        constexpr qreal limit = 65536;
+        return r.isValid() && r.left() > -limit && r.top() > -limit && r.right() < limit && r.bottom() < limit;
+    };
+    if (!cover.isValid() || !toDevice.isInvertible()) return {};
+    const qreal scale = std::sqrt(std::abs(toDevice.determinant()));
+    if (!std::isfinite(scale) || scale <= 0) return {};
+    if (toDevice.type() <= QTransform::TxScale) {
+        const QRectF mapped = toDevice.mapRect(cover).adjusted(margin, margin, -margin, -margin);
+        if (!sane(mapped)) return {};
+        const QRect r(QPoint(qCeil(mapped.left()), qCeil(mapped.top())),
+                      QPoint(qFloor(mapped.right()) - 1, qFloor(mapped.bottom()) - 1));
+        return r.isValid() ? QRegion(r) : QRegion();
+    }
+    // Turned: pull the edges in far enough that rounding the corners to whole pixels and taking
+    // the pixels whose centres fall inside still keeps every pixel wholly within.
+    const qreal in = (margin + 1.5) / scale;
+    const QRectF shrunk = cover.adjusted(in, in, -in, -in);
+    if (!shrunk.isValid()) return {};
+    const QPolygonF polygon = toDevice.map(QPolygonF(shrunk));
+    if (!sane(polygon.boundingRect())) return {};
+    return QRegion(polygon.toPolygon());
+}
+
 void draw(QPainter* painter, const QRectF& bounds, const std::function<void(QPainter*)>& shape, qreal radius,
-          QPointF offset, qreal opacity)
+          QPointF offset, qreal opacity, const QRectF& cover)
 {
     if (!painter || opacity <= 0 || !bounds.isValid()) return;
     if (!std::isfinite(radius) || radius < 0) radius = 0;
@@ -102,14 +178,36 @@ void draw(QPainter* painter, const QRectF& bounds, const std::function<void(QPai
     }
     boxBlur(alpha, box);
 
-    // Black at the given opacity: premultiplied, so only alpha carries a value.
+    // Black at the given opacity: premultiplied, so only alpha carries a value. Note where any
+    // pixel is left: the far tail of the blur rounds to nothing.
     QImage tinted(bufferSize, QImage::Format_ARGB32_Premultiplied);
     const int level = std::clamp(qRound(opacity * 256), 0, 256);
+    int left = bufferSize.width(), right = -1, top = bufferSize.height(), bottom = -1;
+    const int w = bufferSize.width();
     for (int y = 0; y < bufferSize.height(); ++y) {
         const uchar* src = alpha.constScanLine(y);
         auto* dst = reinterpret_cast<quint32*>(tinted.scanLine(y));
-        for (int x = 0; x < bufferSize.width(); ++x) dst[x] = static_cast<quint32>((src[x] * level) >> 8) << 24;
+        for (int x = 0; x < w; ++x) dst[x] = quint32((src[x] * level) >> 8) << 24;
+        int first = 0;
+        while (first < w && !dst[first]) ++first;
+        if (first == w) continue;
+        int last = w - 1;
+        while (!dst[last]) --last;
+        left = std::min(left, first);
+        right = std::max(right, last);
+        top = std::min(top, y);
+        bottom = y;
     }
+    if (right < 0) return;
+
+    // Device pixels whose bilinear samples can reach a non-empty buffer pixel.
+    const qreal rx = bufferSize.width() / qreal(deviceRect.width());
+    const qreal ry = bufferSize.height() / qreal(deviceRect.height());
+    const QRect reached = QRect(QPoint(deviceRect.x() + qFloor((left - 1) / rx) - 1,
+                                       deviceRect.y() + qFloor((top - 1) / ry) - 1),
+                                QPoint(deviceRect.x() + qCeil((right + 2) / rx) + 1,
+                                       deviceRect.y() + qCeil((bottom + 2) / ry) + 1))
+                              .intersected(deviceRect);
 
     // Draw in device pixels, whatever the painter's own scaling (a widget's pixel ratio included).
     painter->save();
@@ -117,14 +215,25 @@ void draw(QPainter* painter, const QRectF& bounds, const std::function<void(QPai
     painter->setWorldTransform(hidpi.inverted());
     painter->setCompositionMode(QPainter::CompositionMode_SourceOver);
     painter->setRenderHint(QPainter::SmoothPixmapTransform);
+    // Whole device pixels: antialiasing would change nothing and takes a slower path.
+    painter->setRenderHint(QPainter::Antialiasing, false);
+    QRegion shown(reached);
+    if (!cover.isEmpty()) shown -= inside(cover, toDevice, 1.0);
+    if (shown.isEmpty()) {
+        painter->restore();
+        return;
+    }
+    if (shown != QRegion(deviceRect))
+        painter->setClipRegion(shown, painter->hasClipping() ? Qt::IntersectClip : Qt::ReplaceClip);
     painter->drawImage(QRectF(deviceRect), tinted);
     painter->restore();
 }
 
-void draw(QPainter* painter, const QPainterPath& shape, qreal radius, QPointF offset, qreal opacity)
+void draw(QPainter* painter, const QPainterPath& shape, qreal radius, QPointF offset, qreal opacity,
+          const QRectF& cover)
 {
     draw(painter, shape.boundingRect(), [&shape](QPainter* p) { p->fillPath(shape, Qt::black); }, radius, offset,
-         opacity);
+         opacity, cover);
 }
 
 } // namespace velora::Shadow

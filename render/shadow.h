@@ -3,6 +3,8 @@
 #include <QImage>
 #include <QPainterPath>
 #include <QRectF>
+#include <QRegion>
+#include <QTransform>
 
 #include <cstdint>
 #include <functional>
@@ -19,8 +21,16 @@ void boxBlur(QImage& alpha8, int radius, int passes = 3);
 // in the painter's current coordinates): black at `opacity`, blurred by `radius` points and moved
 // by `offset` (in the same coordinates, so it turns with a tilted piece). The blur runs at reduced
 // resolution when the radius is large, which looks the same and costs far less.
+// `cover` (painter coordinates, not moved by the offset), when not empty, is a rectangle that the
+// caller fills opaquely right after: the shadow beneath it would never show, so it is not drawn
+// there. Most of a paper's shadow lies under the paper; skipping it saves most of the cost.
 void draw(QPainter* painter, const QRectF& bounds, const std::function<void(QPainter*)>& shape, qreal radius,
-          QPointF offset, qreal opacity);
-void draw(QPainter* painter, const QPainterPath& shape, qreal radius, QPointF offset, qreal opacity);
+          QPointF offset, qreal opacity, const QRectF& cover = {});
+void draw(QPainter* painter, const QPainterPath& shape, qreal radius, QPointF offset, qreal opacity,
+          const QRectF& cover = {});
+
+// The device pixels (in `toDevice`'s coordinates) that lie wholly inside `cover` mapped by
+// `toDevice`, `margin` pixels in from its edges; empty when none.
+QRegion inside(const QRectF& cover, const QTransform& toDevice, qreal margin);
 
 } // namespace velora::Shadow

@@ -58,13 +58,48 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "could not make the demo photos\n");
         return 1;
     }
-    const int runs = 15;
     const qreal dpr = 2.0;
+    const QStringList args = app.arguments();
+    // --runs N: timed runs per case; --only "STYLE LAYOUT": one case (for profilers).
+    auto option = [&](const char* name) {
+        const qsizetype at = args.indexOf(QLatin1String(name));
+        return at >= 0 && at + 1 < args.size() ? args.at(at + 1) : QString();
+    };
+    const int runs = std::clamp(option("--runs").isEmpty() ? 15 : option("--runs").toInt(), 1, 1000);
+    const QString only = option("--only");
+
+    // --dump DIR: write every style × layout (and a tilted variant) as PNG, to compare renderings.
+    const qsizetype dumpAt = args.indexOf(QStringLiteral("--dump"));
+    if (dumpAt >= 0 && dumpAt + 1 < args.size()) {
+        const QString out = args.at(dumpAt + 1);
+        for (FrameStyle style : allFrameStyles)
+            for (CollageLayout layout : allCollageLayouts)
+                for (double tilt : {0.0, 3.0}) {
+                    PieceView v;
+                    v.piece.layout = layout;
+                    v.piece.frame = style;
+                    v.piece.width = 560;
+                    v.piece.caption = QStringLiteral("Summer by the sea");
+                    v.piece.seed = 7;
+                    v.piece.tilt = tilt;
+                    const int count = layout == CollageLayout::single ? 1 : layout == CollageLayout::justified ? 6 : 3;
+                    for (int i = 0; i < count; ++i) v.photos.append(photos[i]);
+                    const QString name = QStringLiteral("%1/%2-%3-%4.png")
+                                             .arg(out, qRawValue(style), qRawValue(layout)).arg(int(tilt));
+                    if (!PieceRenderer::render(v, dpr).save(name)) {
+                        std::fprintf(stderr, "could not write %s\n", qPrintable(name));
+                        return 1;
+                    }
+                }
+        return 0;
+    }
 
     std::printf("%-22s %10s %10s %8s %8s\n", "piece (560 pt, 2x)", "canvas px", "render ms", "blit ms", "ratio");
     double worst = 0;
     for (FrameStyle style : allFrameStyles)
         for (CollageLayout layout : allCollageLayouts) {
+            const QString name = QStringLiteral("%1 %2").arg(qRawValue(style), qRawValue(layout));
+            if (!only.isEmpty() && name != only) continue;
             PieceView v;
             v.piece.layout = layout;
             v.piece.frame = style;
@@ -75,10 +110,10 @@ int main(int argc, char** argv)
             for (int i = 0; i < count; ++i) v.photos.append(photos[i]);
             QImage image = PieceRenderer::render(v, dpr); // warm the caches: decoded and scaled images
             const double ms = timeIt([&] { image = PieceRenderer::render(v, dpr); }, runs);
-            const double reference = blit(image.size(), runs);
+                        const double reference = blit(image.size(), runs);
             worst = std::max(worst, ms);
             std::printf("%-22s %5dx%-5d %9.2f %9.3f %8.1f\n",
-                        qPrintable(QStringLiteral("%1 %2").arg(qRawValue(style), qRawValue(layout))), image.width(),
+                        qPrintable(name), image.width(),
                         image.height(), ms, reference, ms / reference);
         }
 

@@ -1,0 +1,143 @@
+#include "scaled_images.h"
+
+#include <QHashFunctions>
+#include <QMutexLocker>
+
+#include <algorithm>
+
+namespace velora {
+
+namespace {
+
+constexpr int kMaxSide = 8192;
+
+// The picture halved in both directions, each pixel the rounded mean of a 2 × 2 block. Works on
+// premultiplied ARGB and on RGB32 alike (opaque alpha stays opaque).
+QImage halved(const QImage& in)
+{
+    const int w = in.width() / 2;
+    const int h = in.height() / 2;
+    QImage out(w, h, in.format());
+    if (out.isNull()) return {};
+    for (int y = 0; y < h; ++y) {
+        const auto* a = reinterpret_cast<const quint32*>(in.constScanLine(2 * y));
+        const auto* b = reinterpret_cast<const quint32*>(in.constScanLine(2 * y + 1));
+        auto* o = reinterpret_cast<quint32*>(out.scanLine(y));
+        for (int x = 0; x < w; ++x) {
+            const quint32 p[4] = {a[2 * x], a[2 * x + 1], b[2 * x], b[2 * x + 1]};
+            // Two channels at a time: red and blue, then alpha and green, each in 16 bits.
+            quint32 rb = 0x00020002u, ag = 0x00020002u;
+            for (quint32 q : p) {
+                rb += q & 0x00ff00ffu;
+                ag += (q >> 8) & 0x00ff00ffu;
+            }
+            o[x] = ((rb >> 2) & 0x00ff00ffu) | (((ag >> 2) & 0x00ff00ffu) << 8);
+        }
+    }
+    return out;
+}
+
+} // namespace
+
+size_t ScaledImages::KeyHash::operator()(const Key& k) const noexcept
+{
+    return qHashMulti(0, k.image, k.source.x(), k.source.y(), k.source.width(), k.source.height(), k.size.width(),
+                      k.size.height());
+}
+
+ScaledImages& ScaledImages::shared()
+{
+    static ScaledImages instance;
+    return instance;
+}
+
+QImage ScaledImages::scale(const QImage& image, const QRect& source, const QSize& size)
+{
+    const QRect clamped = source.intersected(image.rect());
+    if (clamped.isEmpty() || size.isEmpty() || size.width() > kMaxSide || size.height() > kMaxSide) return {};
+    QImage from = image;
+    if (from.format() != QImage::Format_ARGB32_Premultiplied && from.format() != QImage::Format_RGB32)
+        from = from.convertToFormat(from.hasAlphaChannel() ? QImage::Format_ARGB32_Premultiplied
+                                                           : QImage::Format_RGB32);
+    // A view of the source rectangle, without copying it.
+    QImage view(from.constBits() + clamped.y() * from.bytesPerLine() + clamped.x() * 4, clamped.width(),
+                clamped.height(), from.bytesPerLine(), from.format());
+    QImage reduced;
+    while (view.width() / 2 >= size.width() && view.height() / 2 >= size.height()) {
+        reduced = halved(view);
+        if (reduced.isNull()) return {};
+        view = reduced;
+    }
+    if (view.size() == size) return reduced.isNull() ? view.copy() : reduced;
+    return view.scaled(size, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+}
+
+QImage ScaledImages::get(const QImage& image, const QRect& source, const QSize& size)
+{
+    const Key key{image.cacheKey(), source.intersected(image.rect()), size};
+    {
+        QMutexLocker lock(&m_mutex);
+        auto it = m_entries.find(key);
+        if (it != m_entries.end()) {
+            m_order.splice(m_order.begin(), m_order, it->second.position);
+            return it->second.image;
+        }
+    }
+    QImage scaled = scale(image, source, size);
+    if (scaled.isNull()) return {};
+    QMutexLocker lock(&m_mutex);
+    ++m_scalings;
+    if (m_entries.find(key) == m_entries.end()) {
+        m_order.push_front(key);
+        m_entries.emplace(key, Entry{scaled, m_order.begin()});
+        m_bytes += scaled.sizeInBytes();
+        trim();
+    }
+    return scaled;
+}
+
+void ScaledImages::trim()
+{
+    // The newest entry stays even when it alone passes the budget: it is being drawn.
+    while (m_bytes > m_budget && m_order.size() > 1) {
+        auto it = m_entries.find(m_order.back());
+        m_bytes -= it->second.image.sizeInBytes();
+        m_entries.erase(it);
+        m_order.pop_back();
+    }
+}
+
+int ScaledImages::count() const
+{
+    QMutexLocker lock(&m_mutex);
+    return static_cast<int>(m_entries.size());
+}
+
+qsizetype ScaledImages::bytes() const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_bytes;
+}
+
+void ScaledImages::setBudget(qsizetype budget)
+{
+    QMutexLocker lock(&m_mutex);
+    m_budget = std::max<qsizetype>(budget, 0);
+    trim();
+}
+
+void ScaledImages::clear()
+{
+    QMutexLocker lock(&m_mutex);
+    m_entries.clear();
+    m_order.clear();
+    m_bytes = 0;
+}
+
+int ScaledImages::scalings() const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_scalings;
+}
+
+} // namespace velora

@@ -1,0 +1,63 @@
+#pragma once
+// Photos scaled to the device size of the tile that shows them, kept so that the next rendering
+// of the same tile is a plain copy of pixels. Least recently used entries go first once the total
+// passes the byte budget. Thread-safe.
+#include <QImage>
+#include <QMutex>
+#include <QRect>
+#include <QSize>
+
+#include <list>
+#include <unordered_map>
+
+namespace velora {
+
+class ScaledImages {
+public:
+    static ScaledImages& shared();
+
+    explicit ScaledImages(qsizetype budget = 96 * 1024 * 1024) : m_budget(budget) {}
+    ScaledImages(const ScaledImages&) = delete;
+    ScaledImages& operator=(const ScaledImages&) = delete;
+
+    // `source` (clamped to the image) of `image` scaled smoothly to `size`; the same pixels again
+    // for the same image, source and size. Null for an empty source or size, or one over 8192 px.
+    QImage get(const QImage& image, const QRect& source, const QSize& size);
+
+    // Smooth scaling that first halves the picture (averaging 2 × 2 pixels) while it stays at
+    // least as large as `size`: the same look as one smooth scale at a fraction of the cost.
+    static QImage scale(const QImage& image, const QRect& source, const QSize& size);
+
+    int count() const;
+    qsizetype bytes() const;
+    qsizetype budget() const { return m_budget; }
+    void setBudget(qsizetype budget);
+    void clear();
+    // Scalings made since the start (misses), for tests and benchmarks.
+    int scalings() const;
+
+private:
+    struct Key {
+        qint64 image;
+        QRect source;
+        QSize size;
+        bool operator==(const Key&) const = default;
+    };
+    struct KeyHash {
+        size_t operator()(const Key& k) const noexcept;
+    };
+    struct Entry {
+        QImage image;
+        std::list<Key>::iterator position;
+    };
+    void trim();
+
+    mutable QMutex m_mutex;
+    std::list<Key> m_order; // newest first
+    std::unordered_map<Key, Entry, KeyHash> m_entries;
+    qsizetype m_bytes = 0;
+    qsizetype m_budget;
+    int m_scalings = 0;
+};
+
+} // namespace velora
