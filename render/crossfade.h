@@ -28,6 +28,7 @@ public:
 
     // The blend at linear progress t: old × (1 − eased(t)) + new × eased(t), both centred in a
     // canvas as large as the larger of the two. At t ≥ 1 (or without a fade) the new rendering.
+    // Frames share one buffer while the caller lets each go before asking for the next.
     QImage frame(qreal t) const;
     QImage currentFrame() const { return frame(progress()); }
     // Draws the frame at linear progress t with its canvas centred on `centre` (in points).
@@ -38,13 +39,21 @@ public:
     // How many renderings were made (for tests and benchmarks).
     int renderCount() const { return m_renders; }
     // Ends any fade at once.
-    void finish() { m_previous = {}; }
+    void finish()
+    {
+        m_previous = {};
+        m_frame = {};
+        m_band = {};
+    }
 
 private:
     std::optional<PieceView> m_view;
     qreal m_dpr = 1;
     QImage m_current;
     QImage m_previous;
+    bool blending(qreal t) const;
+    mutable QImage m_frame; // reused while no caller keeps a frame
+    mutable QImage m_band;  // rows blended for paint()
     QElapsedTimer m_clock;
     int m_renders = 0;
 };
