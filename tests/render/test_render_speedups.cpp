@@ -1,0 +1,339 @@
+// The shortcuts that make rendering fast must not change what is drawn: cached scaled copies,
+// the blur's arithmetic, shadows skipped under opaque covers, the crossfade's blend and buffer.
+#include "testing.h"
+
+#include "crossfade.h"
+#include "decorations.h"
+#include "piece_renderer.h"
+#include "scaled_images.h"
+#include "shadow.h"
+#include "storage.h"
+
+#include <QPainter>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+
+#include <cmath>
+
+using namespace velora;
+
+namespace {
+
+// The blur as first written: one division per pixel.
+void referenceBlur(QImage& a, int radius, int passes)
+{
+    const int w = a.width(), h = a.height(), window = 2 * radius + 1;
+    for (int pass = 0; pass < passes; ++pass) {
+        for (int y = 0; y < h; ++y) {
+            uchar* row = a.scanLine(y);
+            const std::vector<int> in(row, row + w);
+            for (int x = 0; x < w; ++x) {
+                int sum = 0;
+                for (int k = x - radius; k <= x + radius; ++k) sum += k >= 0 && k < w ? in[k] : 0;
+                row[x] = uchar((sum + window / 2) / window);
+            }
+        }
+        const QImage copy = a.copy();
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                int sum = 0;
+                for (int k = y - radius; k <= y + radius; ++k) sum += k >= 0 && k < h ? copy.constScanLine(k)[x] : 0;
+                a.scanLine(y)[x] = uchar((sum + window / 2) / window);
+            }
+    }
+}
+
+QImage noise(QSize size, quint32 seed)
+{
+    QImage a(size, QImage::Format_Alpha8);
+    QRandomGenerator random(seed);
+    for (int y = 0; y < size.height(); ++y)
+        for (int x = 0; x < size.width(); ++x) a.scanLine(y)[x] = uchar(random.bounded(256));
+    return a;
+}
+
+int maxDifference(const QImage& a, const QImage& b)
+{
+    if (a.size() != b.size()) return 256;
+    int worst = 0;
+    for (int y = 0; y < a.height(); ++y)
+        for (int x = 0; x < a.width(); ++x) {
+            const QRgb p = a.pixel(x, y), q = b.pixel(x, y);
+            worst = std::max({worst, std::abs(qRed(p) - qRed(q)), std::abs(qGreen(p) - qGreen(q)),
+                              std::abs(qBlue(p) - qBlue(q)), std::abs(qAlpha(p) - qAlpha(q))});
+        }
+    return worst;
+}
+
+QImage canvas(QSize size, QColor fill = Qt::transparent)
+{
+    QImage image(size, QImage::Format_ARGB32_Premultiplied);
+    image.fill(fill);
+    return image;
+}
+
+Photo halves(const QString& stem, QSize size)
+{
+    Photo p;
+    p.id = QUuid::createUuid();
+    p.fileName = stem + QStringLiteral(".png");
+    p.thumbName = stem + QStringLiteral("-s.png");
+    p.pixelWidth = size.width();
+    p.pixelHeight = size.height();
+    QImage image(size, QImage::Format_RGB32);
+    QPainter(&image).fillRect(QRect(0, 0, size.width() / 2, size.height()), QColor(220, 30, 30));
+    QPainter(&image).fillRect(QRect(size.width() / 2, 0, size.width() - size.width() / 2, size.height()),
+                              QColor(30, 30, 220));
+    image.save(*Storage::photoPath(p.fileName));
+    image.scaled(size / 4).save(*Storage::photoPath(p.thumbName));
+    return p;
+}
+
+} // namespace
+
+class TestRenderSpeedups : public QObject {
+    Q_OBJECT
+    QTemporaryDir m_dir;
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(m_dir.isValid());
+        Storage::setRoot(m_dir.path());
+        Storage::prepare();
+    }
+
+    void blurMatchesDividingByTheWindow()
+    {
+        // Windows of 3, 7, 15 (16-bit reciprocal), 17, 41 (32-bit) and wider than the buffer.
+        for (int radius : {1, 3, 7, 8, 20, 60}) {
+            QImage fast = noise({97, 53}, quint32(radius));
+            QImage slow = fast.copy();
+            Shadow::boxBlur(fast, radius);
+            referenceBlur(slow, radius, 3);
+            QVERIFY2(fast == slow, qPrintable(QStringLiteral("radius %1").arg(radius)));
+        }
+        QImage solid(40, 30, QImage::Format_Alpha8);
+        solid.fill(255);
+        Shadow::boxBlur(solid, 2);
+        QCOMPARE(int(solid.constScanLine(15)[20]), 255); // the middle of a full buffer stays full
+        // A corner loses what lies outside, the same at every corner.
+        const int corner = solid.constScanLine(0)[0];
+        QVERIFY(corner > 0 && corner < 128);
+        QCOMPARE(int(solid.constScanLine(29)[39]), corner);
+        QCOMPARE(int(solid.constScanLine(0)[39]), corner);
+    }
+
+    void insideHoldsOnlyWholePixels()
+    {
+        QTransform turned;
+        turned.translate(300.5, 200.25);
+        turned.scale(2, 2);
+        turned.rotate(7);
+        for (const QTransform& t : {QTransform::fromScale(2, 2) * QTransform::fromTranslate(0.3, 0.7), turned}) {
+            const QRectF cover(-40.2, -30.1, 90.7, 60.3);
+            const QRegion region = Shadow::inside(cover, t, 1.0);
+            QVERIFY(!region.isEmpty());
+            const QTransform back = t.inverted();
+            for (const QRect& r : region)
+                for (const QPointF corner : {QPointF(r.left(), r.top()), QPointF(r.right() + 1, r.top()),
+                                             QPointF(r.left(), r.bottom() + 1), QPointF(r.right() + 1, r.bottom() + 1)})
+                    QVERIFY(cover.contains(back.map(corner)));
+            // Most of the cover is inside: the margin is a pixel or two, not more.
+            qint64 area = 0;
+            for (const QRect& r : region) area += qint64(r.width()) * r.height();
+            QVERIFY(area > 0.9 * cover.width() * cover.height() * 4);
+        }
+        QVERIFY(Shadow::inside(QRectF(0, 0, 1, 1), QTransform::fromScale(2, 2), 1.0).isEmpty());
+        QVERIFY(Shadow::inside(QRectF(0, 0, 1e9, 10), QTransform(), 1.0).isEmpty());
+        QVERIFY(Shadow::inside(QRectF(0, 0, 10, 10), QTransform::fromScale(0, 0), 1.0).isEmpty());
+    }
+
+    void shadowUnderAnOpaqueCoverIsUnchanged()
+    {
+        // Skipping the shadow beneath the paper must leave the same pixels once the paper is down.
+        for (qreal angle : {0.0, 5.0, -33.0}) {
+            QImage with = canvas({400, 300}, QColor(90, 140, 60, 128));
+            QImage without = with.copy();
+            const QRectF box(-80.3, -50.6, 160.2, 100.9);
+            for (QImage* target : {&with, &without}) {
+                QPainter p(target);
+                p.setRenderHint(QPainter::Antialiasing);
+                p.translate(200.4, 150.2);
+                p.scale(1.5, 1.5);
+                p.rotate(angle);
+                QPainterPath shape;
+                shape.addRect(box);
+                Shadow::draw(&p, shape, 9, {0, 3}, 0.3, target == &with ? box : QRectF());
+                p.fillRect(box, QColor(250, 248, 240));
+            }
+            QVERIFY2(maxDifference(with, without) <= 1, qPrintable(QStringLiteral("angle %1").arg(angle)));
+        }
+    }
+
+    void punchedFilmLeavesTheHolesOpen()
+    {
+        const QRectF box(10, 20, 300, 200);
+        const qreal t = 40;
+        const QPainterPath stock = FilmStrip::punched(box, false, t);
+        const QList<QRectF> holes = FilmStrip::holeRects(box.size(), false, t);
+        QVERIFY(holes.size() >= 4);
+        for (const QRectF& hole : holes) QVERIFY(!stock.contains(hole.translated(box.topLeft()).center()));
+        QVERIFY(stock.contains(box.center()));
+        QVERIFY(!stock.contains(box.topLeft() + QPointF(0.2, 0.2))); // the rounded corner
+    }
+
+    void scaledCopiesAreCachedBoundedAndKeyedBySize()
+    {
+        QImage source(400, 300, QImage::Format_RGB32);
+        source.fill(QColor(10, 200, 30));
+        ScaledImages cache(1024 * 1024);
+        const QImage a = cache.get(source, source.rect(), {200, 150});
+        QCOMPARE(a.size(), QSize(200, 150));
+        QCOMPARE(a.pixelColor(100, 75), QColor(10, 200, 30));
+        QCOMPARE(cache.scalings(), 1);
+        QCOMPARE(cache.get(source, source.rect(), {200, 150}).constBits(), a.constBits()); // a hit
+        QCOMPARE(cache.scalings(), 1);
+        // Another size or source rectangle is another copy.
+        QCOMPARE(cache.get(source, source.rect(), {201, 150}).size(), QSize(201, 150));
+        QCOMPARE(cache.get(source, QRect(0, 0, 200, 300), {200, 150}).size(), QSize(200, 150));
+        QCOMPARE(cache.scalings(), 3);
+        QCOMPARE(cache.count(), 3);
+        // A different picture of the same size never hits.
+        QImage other = source.copy();
+        other.fill(Qt::white);
+        QCOMPARE(cache.get(other, other.rect(), {200, 150}).pixelColor(5, 5), QColor(Qt::white));
+
+        // The budget holds: the least recently used go first, the one in use always stays.
+        cache.clear();
+        QCOMPARE(cache.count(), 0);
+        cache.setBudget(3 * 200 * 150 * 4);
+        for (int w = 200; w < 210; ++w) cache.get(source, source.rect(), {w, 150});
+        QVERIFY(cache.bytes() <= cache.budget());
+        QCOMPARE(cache.count(), 2);
+        cache.get(source, source.rect(), {208, 150}); // touched: now the newest
+        cache.get(source, source.rect(), {100, 75});
+        const int before = cache.scalings();
+        cache.get(source, source.rect(), {208, 150});
+        QCOMPARE(cache.scalings(), before);
+        cache.setBudget(0);
+        QCOMPARE(cache.count(), 1);
+
+        // Nothing for nothing, or for the absurd.
+        QVERIFY(cache.get(source, QRect(500, 500, 10, 10), {10, 10}).isNull());
+        QVERIFY(cache.get(source, source.rect(), {0, 10}).isNull());
+        QVERIFY(cache.get(source, source.rect(), {9000, 10}).isNull());
+        QVERIFY(cache.get(QImage(), QRect(0, 0, 4, 4), {2, 2}).isNull());
+    }
+
+    void scalingAveragesInsteadOfSkipping()
+    {
+        // One-pixel stripes: skipping pixels would give black or white, averaging grey.
+        QImage stripes(512, 64, QImage::Format_RGB32);
+        for (int x = 0; x < 512; ++x)
+            for (int y = 0; y < 64; ++y) stripes.setPixel(x, y, x % 2 ? qRgb(255, 255, 255) : qRgb(0, 0, 0));
+        for (QSize size : {QSize(256, 32), QSize(64, 8), QSize(37, 5)}) {
+            const QImage small = ScaledImages::scale(stripes, stripes.rect(), size);
+            QCOMPARE(small.size(), size);
+            for (int x = 0; x < size.width(); ++x) {
+                const int grey = qGray(small.pixel(x, size.height() / 2));
+                QVERIFY2(std::abs(grey - 128) <= 12, qPrintable(QStringLiteral("%1 at %2").arg(grey).arg(x)));
+            }
+        }
+        // Premultiplied alpha survives halving.
+        QImage clear(64, 64, QImage::Format_ARGB32_Premultiplied);
+        clear.fill(qRgba(0, 0, 100, 100));
+        QCOMPARE(ScaledImages::scale(clear, clear.rect(), {16, 16}).pixel(8, 8), qRgba(0, 0, 100, 100));
+        // Part of the picture: only that part.
+        const QImage right = ScaledImages::scale(stripes.copy().convertToFormat(QImage::Format_RGB32),
+                                                 QRect(256, 0, 256, 64), {128, 32});
+        QCOMPARE(right.size(), QSize(128, 32));
+    }
+
+    void uprightPhotosKeepTheirCrop()
+    {
+        // A landscape photo, left half red, right half blue, fills a square tile: the tile shows the
+        // middle, so red on the left, blue on the right, at fractional positions and ratios alike.
+        const Photo photo = halves(QStringLiteral("H"), {1600, 800});
+        for (qreal dpr : {1.0, 1.5, 2.0}) {
+            PieceView v;
+            v.piece.layout = CollageLayout::single;
+            v.piece.frame = FrameStyle::gallery;
+            v.piece.width = 301.3;
+            v.photos = {photo};
+            v.photos[0].pixelWidth = 800; // shown as a square
+            const PieceGeometry g = v.geometry();
+            const QImage image = PieceRenderer::render(v, dpr);
+            const qreal ox = (g.outerSize.width - g.framedSize.width) / 2 + g.insets.left;
+            const qreal oy = (g.outerSize.height - g.framedSize.height) / 2 + g.insets.top;
+            const qreal w = g.framedSize.width - g.insets.left - g.insets.right;
+            const qreal h = g.framedSize.height - g.insets.top - g.insets.bottom;
+            const QColor left = image.pixelColor(QPointF((ox + 0.1 * w) * dpr, (oy + h / 2) * dpr).toPoint());
+            const QColor right = image.pixelColor(QPointF((ox + 0.9 * w) * dpr, (oy + h / 2) * dpr).toPoint());
+            QVERIFY2(left.red() > 200 && left.blue() < 60, qPrintable(left.name()));
+            QVERIFY2(right.blue() > 200 && right.red() < 60, qPrintable(right.name()));
+        }
+    }
+
+    void crossfadeFramesStayPutAndPaintAlike()
+    {
+        const Photo a = halves(QStringLiteral("F1"), {600, 400});
+        const Photo b = halves(QStringLiteral("F2"), {400, 600}); // another size: frames centred
+        PieceView v;
+        v.piece.layout = CollageLayout::single;
+        v.piece.frame = FrameStyle::bare;
+        v.piece.width = 200;
+        v.photos = {a, b};
+        Crossfade fade;
+        fade.setView(v, 2);
+        v.tick = 1;
+        fade.setView(v, 2);
+        QVERIFY(fade.animating());
+
+        // A frame kept by the caller is not overwritten by the next.
+        const QImage early = fade.frame(0.2);
+        const QImage earlyCopy = early.copy();
+        const QImage late = fade.frame(0.8);
+        QCOMPARE(early, earlyCopy);
+        QVERIFY(early != late);
+        // Frames let go share one buffer.
+        const uchar* first = nullptr;
+        {
+            const QImage f = fade.frame(0.4);
+            first = f.constBits();
+        }
+        QCOMPARE(fade.frame(0.6).constBits(), first);
+
+        // paint() draws what frame() makes: pixel for pixel, and scaled onto another ratio.
+        const QImage expected = fade.frame(0.5);
+        const QSizeF points = expected.deviceIndependentSize();
+        QImage direct = canvas(expected.size(), QColor(0, 0, 0, 0));
+        direct.setDevicePixelRatio(2);
+        {
+            QPainter p(&direct);
+            fade.paint(&p, QPointF(points.width() / 2, points.height() / 2), 0.5);
+        }
+        direct.setDevicePixelRatio(1);
+        QImage plain = expected.copy();
+        plain.setDevicePixelRatio(1);
+        QVERIFY(maxDifference(direct, plain) <= 1);
+
+        QImage scaled = canvas(QSize(qRound(points.width()), qRound(points.height())));
+        QImage reference = scaled.copy();
+        {
+            QPainter p(&scaled);
+            fade.paint(&p, QPointF(points.width() / 2, points.height() / 2), 0.5);
+            QPainter q(&reference);
+            q.setRenderHint(QPainter::SmoothPixmapTransform);
+            q.drawImage(QRectF(QPointF(0, 0), points), expected);
+        }
+        QVERIFY(maxDifference(scaled, reference) <= 1);
+
+        fade.finish();
+        QVERIFY(!fade.animating());
+        QCOMPARE(fade.frame(0.5), fade.current());
+    }
+};
+
+VELORA_TEST(TestRenderSpeedups)
+#include "test_render_speedups.moc"
