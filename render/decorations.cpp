@@ -1,6 +1,7 @@
 #include "decorations.h"
 
 #include "shadow.h"
+#include "text_images.h"
 
 #include <QFontDatabase>
 #include <QFontMetricsF>
@@ -245,12 +246,11 @@ void PaperLabel::draw(QPainter* painter, const QString& text, qreal unit, QPoint
     painter->save();
     painter->setRenderHint(QPainter::Antialiasing);
     painter->fillPath(slip, QColor::fromRgbF(1, 1, 1, 0.94f));
-    painter->setFont(font);
-    painter->setPen(QColor::fromRgbF(0.2f, 0.2f, 0.2f));
     const QRectF textRect = rect.adjusted(m.horizontalPadding, m.verticalPadding, -m.horizontalPadding,
                                           -m.verticalPadding);
-    painter->drawText(textRect, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
-                      fm.elidedText(text, Qt::ElideRight, textRect.width() + 0.5));
+    TextImages::draw(painter, font, QColor::fromRgbF(0.2f, 0.2f, 0.2f), textRect,
+                     Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
+                     fm.elidedText(text, Qt::ElideRight, textRect.width() + 0.5));
     painter->restore();
 }
 

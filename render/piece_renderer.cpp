@@ -4,6 +4,7 @@
 #include "image_cache.h"
 #include "scaled_images.h"
 #include "shadow.h"
+#include "text_images.h"
 
 #include <QFontMetricsF>
 #include <QPainter>
@@ -200,11 +201,8 @@ void drawText(QPainter* p, const QFont& font, const QColor& color, const QRectF&
               const QString& text)
 {
     const QFontMetricsF fm(font, p->device());
-    p->save();
-    p->setFont(font);
-    p->setPen(color);
-    p->drawText(rect, align | Qt::TextSingleLine, fm.elidedText(text, Qt::ElideRight, rect.width() + 0.5));
-    p->restore();
+    TextImages::draw(p, font, color, rect, align | Qt::TextSingleLine,
+                     fm.elidedText(text, Qt::ElideRight, rect.width() + 0.5));
 }
 
 void drawPaper(QPainter* p, const QRectF& box, const QColor& fill, qreal opacity, qreal radius, qreal offsetY)
@@ -363,7 +361,23 @@ void drawFramedBox(QPainter* p, const QRectF& box, FrameStyle style, const Frame
             Shadow::draw(p, stock, radius, {0, offset}, 0.3, inside);
             p->save();
             p->setRenderHint(QPainter::Antialiasing);
-            p->fillPath(FilmStrip::punched(box, vertical, t), FilmStrip::stockColor());
+            const QTransform toDevice = p->deviceTransform();
+            if (toDevice.type() <= QTransform::TxScale) {
+                p->fillPath(FilmStrip::punched(box, vertical, t), FilmStrip::stockColor());
+            } else {
+                // Turned, a path full of holes costs the rasterizer its whole area: fill the plain
+                // middle straight on and punch the two sprocket bands in small upright layers.
+                // They overlap the middle where both are stock, so no seam shows.
+                const QRectF middle = vertical ? box.adjusted(0.8 * t, 0, -0.8 * t, 0) : box.adjusted(0, 0.8 * t, 0, -0.8 * t);
+                if (middle.isValid()) p->fillRect(middle, FilmStrip::stockColor());
+                const QRectF bands[2] = {vertical ? QRectF(box.left(), box.top(), t, box.height())
+                                                  : QRectF(box.left(), box.top(), box.width(), t),
+                                         vertical ? QRectF(box.right() - t, box.top(), t, box.height())
+                                                  : QRectF(box.left(), box.bottom() - t, box.width(), t)};
+                const QPainterPath punched = FilmStrip::punched(box, vertical, t);
+                for (const QRectF& band : bands)
+                    Layers::draw(p, band, [&](QPainter* q) { q->fillPath(punched, FilmStrip::stockColor()); });
+            }
             p->restore();
         } else {
             const qreal reach = 1.5 * radius + 2;

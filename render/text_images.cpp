@@ -1,0 +1,142 @@
+#include "text_images.h"
+
+#include <QFontMetricsF>
+#include <QHash>
+#include <QMutex>
+#include <QMutexLocker>
+#include <QPaintDevice>
+#include <QPainter>
+
+#include <cmath>
+#include <list>
+
+namespace velora::TextImages {
+
+namespace {
+
+struct Cache {
+    struct Entry {
+        QImage image;
+        std::list<QString>::iterator position;
+    };
+    QMutex mutex;
+    std::list<QString> order; // newest first
+    QHash<QString, Entry> entries;
+};
+
+Cache& cache()
+{
+    static Cache instance;
+    return instance;
+}
+
+void drawDirectly(QPainter* painter, const QFont& font, const QColor& color, const QRectF& rect, int flags,
+                  const QString& text)
+{
+    painter->save();
+    painter->setFont(font);
+    painter->setPen(color);
+    painter->drawText(rect, flags, text);
+    painter->restore();
+}
+
+} // namespace
+
+void draw(QPainter* painter, const QFont& font, const QColor& color, const QRectF& rect, int flags,
+          const QString& text)
+{
+    if (!painter || text.isEmpty()) return;
+    const QTransform toDevice = painter->deviceTransform();
+    const qreal scale = toDevice.m11();
+    const QPaintDevice* device = painter->device();
+    const bool upright = toDevice.type() <= QTransform::TxScale && scale > 0 && toDevice.m22() == scale;
+    const QFontMetricsF metrics(font, device);
+    if (!upright || !device || metrics.height() * scale < minimumPixels || !rect.isValid()) {
+        drawDirectly(painter, font, color, rect, flags, text);
+        return;
+    }
+    // Room for what reaches past the rectangle: italic overhangs, descenders of a tight box.
+    const qreal pad = metrics.height();
+    const QRectF area = rect.adjusted(-pad, -pad, pad, pad);
+    const QRectF mapped = toDevice.mapRect(area);
+    if (!(mapped.width() < 8192 && mapped.height() < 8192 && std::abs(mapped.left()) < 1e6
+          && std::abs(mapped.top()) < 1e6)) {
+        drawDirectly(painter, font, color, rect, flags, text);
+        return;
+    }
+    const QPoint origin(qFloor(mapped.left()), qFloor(mapped.top()));
+    const QPointF fraction = mapped.topLeft() - QPointF(origin);
+    const QSize size(qCeil(mapped.right()) - origin.x(), qCeil(mapped.bottom()) - origin.y());
+    // Everything the pixels depend on: the fraction in 1/256ths of a pixel, far finer than text
+    // positioning.
+    const QString key = QStringLiteral("%1\x1f%2\x1f%3\x1f%4\x1f%5x%6\x1f%7\x1f%8,%9\x1f%10,%11")
+                            .arg(text, font.key())
+                            .arg(color.rgba())
+                            .arg(flags)
+                            .arg(qRound(rect.width() * 4096))
+                            .arg(qRound(rect.height() * 4096))
+                            .arg(qRound(scale * 4096))
+                            .arg(qRound(fraction.x() * 256))
+                            .arg(qRound(fraction.y() * 256))
+                            .arg(device->logicalDpiX())
+                            .arg(device->logicalDpiY());
+    Cache& c = cache();
+    QImage image;
+    {
+        QMutexLocker lock(&c.mutex);
+        auto it = c.entries.find(key);
+        if (it != c.entries.end()) {
+            c.order.splice(c.order.begin(), c.order, it->position);
+            image = it->image;
+        }
+    }
+    if (image.isNull()) {
+        image = QImage(size, QImage::Format_ARGB32_Premultiplied);
+        if (image.isNull()) {
+            drawDirectly(painter, font, color, rect, flags, text);
+            return;
+        }
+        // The target's resolution, so the font comes out the same size.
+        image.setDotsPerMeterX(qRound(device->logicalDpiX() / 0.0254));
+        image.setDotsPerMeterY(qRound(device->logicalDpiY() / 0.0254));
+        image.fill(Qt::transparent);
+        {
+            QPainter p(&image);
+            p.setRenderHints(painter->renderHints());
+            p.translate(fraction);
+            p.scale(scale, scale);
+            p.translate(-area.topLeft());
+            p.setFont(font);
+            p.setPen(color);
+            p.drawText(rect, flags, text);
+        }
+        QMutexLocker lock(&c.mutex);
+        if (!c.entries.contains(key)) {
+            c.order.push_front(key);
+            c.entries.insert(key, {image, c.order.begin()});
+            while (c.entries.size() > limit) {
+                c.entries.remove(c.order.back());
+                c.order.pop_back();
+            }
+        }
+    }
+    painter->save();
+    painter->setWorldTransform(painter->worldTransform() * toDevice.inverted());
+    painter->drawImage(QRectF(origin, size), image, QRectF(image.rect()));
+    painter->restore();
+}
+
+int count()
+{
+    QMutexLocker lock(&cache().mutex);
+    return static_cast<int>(cache().entries.size());
+}
+
+void clear()
+{
+    QMutexLocker lock(&cache().mutex);
+    cache().entries.clear();
+    cache().order.clear();
+}
+
+} // namespace velora::TextImages
