@@ -5,15 +5,13 @@
 #include "snapshotter.h"
 #include "storage.h"
 #include "studio.h"
-#if __has_include("file_chooser_dialog.h")
 #include "file_chooser_dialog.h"
-#define VELORA_HAS_FILE_DIALOG 1
-#endif
 
 #include <QAction>
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
+#include <QFileInfo>
 #include <QMenu>
 #include <QPainter>
 #include <QScreen>
@@ -89,6 +87,11 @@ void addTrayMenu(QApplication& app)
     QObject::connect(&Studio::shared(), &Studio::changed, hide, label);
     QObject::connect(hide, &QAction::triggered, [] { Studio::shared().setAllHidden(!Studio::shared().allHidden()); });
     menu->addSeparator();
+    QObject::connect(menu->addAction(QStringLiteral("New Piece from Photos…")), &QAction::triggered,
+                     [] { Studio::shared().newPieceFromPanel(); });
+    QObject::connect(menu->addAction(QStringLiteral("Add Photos to Library…")), &QAction::triggered,
+                     [] { Studio::shared().addToLibraryFromPanel(); });
+    menu->addSeparator();
     QObject::connect(menu->addAction(QStringLiteral("Quit Velora")), &QAction::triggered, &app, &QApplication::quit);
     tray->setContextMenu(menu);
     tray->show();
@@ -123,6 +126,9 @@ int main(int argc, char** argv)
         QStringLiteral("Start on a separate demo library of painted landscapes with a few framed pieces "
                        "already on the desktop. Your own library is not touched."));
     parser.addOption(demo);
+    parser.addPositionalArgument(QStringLiteral("photos"),
+                                 QStringLiteral("Photo files or folders to add to the library as a new piece."),
+                                 QStringLiteral("[photos…]"));
 
     // Help and version need no display.
     for (int i = 1; i < argc; ++i) {
@@ -160,9 +166,22 @@ int main(int argc, char** argv)
     Studio& studio = Studio::shared();
     studio.load();
     if (parser.isSet(demo)) DemoLibrary::seed(studio, mainScreen());
-#ifdef VELORA_HAS_FILE_DIALOG
     studio.setFileChooser([] { return chooseFilesWithDialog(); });
-#endif
+
+    // Photos or folders named on the command line become a new piece on the desktop.
+    const QStringList named = parser.positionalArguments();
+    if (!named.isEmpty()) {
+        QStringList paths;
+        for (const QString& arg : named) paths.append(QFileInfo(arg).absoluteFilePath());
+        studio.importURLs(paths, [&studio, &err](const QList<Photo>& photos) {
+            if (const auto message = studio.importMessage()) err << "Velora: " << *message << "\n";
+            err.flush();
+            if (photos.isEmpty()) return;
+            QList<QUuid> ids;
+            for (const Photo& p : photos) ids.append(p.id);
+            studio.newPiece(ids);
+        });
+    }
 
     if (!platform.isEmpty())
         err << "Velora: using XWayland so that pieces keep their places on the desktop "
