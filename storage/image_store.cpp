@@ -2,13 +2,11 @@
 
 #include "storage.h"
 
-#include <QCollator>
 #include <QColorSpace>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QImageWriter>
-#include <QLocale>
 #include <QSaveFile>
 
 #include <algorithm>
@@ -44,9 +42,40 @@ bool isPackage(const QFileInfo& info)
     return packageSuffixes.contains(info.suffix().toLower());
 }
 
+// Case-insensitive, with runs of digits compared by value, as a file browser orders names. Written
+// out rather than left to the collator: the platform's collation may not know numeric mode (the C
+// locale, or Qt built without ICU), and the order must not depend on the user's locale settings.
+int naturalCompare(QStringView a, QStringView b)
+{
+    qsizetype i = 0, j = 0;
+    while (i < a.size() && j < b.size()) {
+        if (a[i].isDigit() && b[j].isDigit()) {
+            qsizetype ei = i, ej = j;
+            while (ei < a.size() && a[ei].isDigit()) ++ei;
+            while (ej < b.size() && b[ej].isDigit()) ++ej;
+            QStringView da = a.mid(i, ei - i), db = b.mid(j, ej - j);
+            while (da.size() > 1 && da.front() == u'0') da = da.mid(1);
+            while (db.size() > 1 && db.front() == u'0') db = db.mid(1);
+            if (da.size() != db.size()) return da.size() < db.size() ? -1 : 1;
+            if (const int c = da.compare(db); c != 0) return c < 0 ? -1 : 1;
+            i = ei;
+            j = ej;
+            continue;
+        }
+        const char32_t ca = a[i].toCaseFolded().unicode();
+        const char32_t cb = b[j].toCaseFolded().unicode();
+        if (ca != cb) return ca < cb ? -1 : 1;
+        ++i;
+        ++j;
+    }
+    if (i < a.size()) return 1;
+    if (j < b.size()) return -1;
+    return 0;
+}
+
 // Pre-order walk. Symbolic links are listed as entries but never descended into, so link loops
 // cannot recur; folders that can't be read simply list nothing. Returns false once capped.
-bool enumerate(const QString& folder, QStringList& result, const QCollator& collator)
+bool enumerate(const QString& folder, QStringList& result)
 {
     QDir dir(folder);
     // No QDir::Hidden: hidden entries are skipped. System keeps dangling links and the like,
@@ -54,30 +83,18 @@ bool enumerate(const QString& folder, QStringList& result, const QCollator& coll
     QFileInfoList entries = dir.entryInfoList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::System, QDir::NoSort);
     // A fixed order per folder, so the cap cuts the same files every time.
     std::stable_sort(entries.begin(), entries.end(), [&](const QFileInfo& a, const QFileInfo& b) {
-        return collator.compare(a.fileName(), b.fileName()) < 0;
+        return naturalCompare(a.fileName(), b.fileName()) < 0;
     });
     for (const QFileInfo& entry : entries) {
         if (isImageType(entry.fileName())) result.append(entry.filePath());
         if (result.size() > folderCap) return false;
         if (entry.isDir() && !entry.isSymLink() && !isPackage(entry)) {
-            if (!enumerate(entry.filePath(), result, collator)) return false;
+            if (!enumerate(entry.filePath(), result)) return false;
         }
     }
     return true;
 }
 
-QCollator fileBrowserCollator()
-{
-    // Qt's C-locale collator ignores numeric mode; a file browser under a C locale still
-    // orders IMG_2 before IMG_10, so fall back to a real collation there.
-    QLocale locale;
-    if (locale.language() == QLocale::C) locale = QLocale(QLocale::English, QLocale::UnitedStates);
-    QCollator collator(locale);
-    collator.setNumericMode(true);
-    collator.setCaseSensitivity(Qt::CaseInsensitive);
-    collator.setIgnorePunctuation(false);
-    return collator;
-}
 
 } // namespace
 
@@ -168,7 +185,6 @@ bool isImageType(const QString& path)
 
 QStringList expand(const QStringList& paths)
 {
-    const QCollator collator = fileBrowserCollator();
     QStringList result;
     for (const QString& path : paths) {
         if (path.isEmpty()) continue;
@@ -177,7 +193,7 @@ QStringList expand(const QStringList& paths)
         if (info.isDir()) {
             // The cap is tested after each entry, so a folder reached after it still gives its
             // first entry.
-            (void)enumerate(info.absoluteFilePath(), result, collator);
+            (void)enumerate(info.absoluteFilePath(), result);
         } else if (isImageType(path)) {
             result.append(info.absoluteFilePath());
         }
@@ -185,7 +201,7 @@ QStringList expand(const QStringList& paths)
     std::stable_sort(result.begin(), result.end(), [&](const QString& a, const QString& b) {
         const qsizetype sa = a.lastIndexOf(QLatin1Char('/'));
         const qsizetype sb = b.lastIndexOf(QLatin1Char('/'));
-        return collator.compare(QStringView(a).mid(sa + 1), QStringView(b).mid(sb + 1)) < 0;
+        return naturalCompare(QStringView(a).mid(sa + 1), QStringView(b).mid(sb + 1)) < 0;
     });
     return result;
 }
