@@ -287,13 +287,30 @@ void fillDevicePixels(QPainter* p, const QRectF& r, const QColor& color)
     Piece columns[3], rows[3];
     const int nc = split(r.left(), r.right(), columns);
     const int nr = split(r.top(), r.bottom(), rows);
-    for (int i = 0; i < nr; ++i)
+    const int across = nc > 0 ? columns[nc - 1].to - columns[0].from : 0;
+    for (int i = 0; i < nr; ++i) {
+        if (nc > 1 && across <= 4 && rows[i].to - rows[i].from > 8) {
+            // A tall thin bar: one row of its few pixels, repeated down, so each row is one span.
+            QImage pattern(across, 1, QImage::Format_ARGB32_Premultiplied);
+            auto* line = reinterpret_cast<QRgb*>(pattern.scanLine(0));
+            for (int j = 0; j < nc; ++j) {
+                QColor c = color;
+                c.setAlphaF(color.alphaF() * float(rows[i].coverage * columns[j].coverage));
+                std::fill(line + columns[j].from - columns[0].from, line + columns[j].to - columns[0].from,
+                          qPremultiply(c.rgba()));
+            }
+            QBrush brush(pattern);
+            brush.setTransform(QTransform::fromTranslate(columns[0].from, 0));
+            p->fillRect(QRect(columns[0].from, rows[i].from, across, rows[i].to - rows[i].from), brush);
+            continue;
+        }
         for (int j = 0; j < nc; ++j) {
             QColor c = color;
             c.setAlphaF(color.alphaF() * float(rows[i].coverage * columns[j].coverage));
             p->fillRect(QRect(columns[j].from, rows[i].from, columns[j].to - columns[j].from, rows[i].to - rows[i].from),
                         c);
         }
+    }
 }
 
 // Fills the ring between `outer` and `inner` (inside it) with `color`: what a mitred pen strokes
@@ -609,7 +626,28 @@ QImage render(const PieceView& view, qreal devicePixelRatio)
     if (!(w >= 1 && h >= 1 && w <= kMaxSide && h <= kMaxSide)) return {};
     QImage image(static_cast<int>(w), static_cast<int>(h), QImage::Format_ARGB32_Premultiplied);
     if (image.isNull()) return {};
-    image.fill(Qt::transparent);
+    // Clear the canvas except where a paper frame is about to be filled opaquely (a column's
+    // canvas is millions of pixels; its paper covers most of them).
+    QRegion paper;
+    const PieceGeometry& g = prepared.geometry;
+    if (!prepared.empty && !g.perTile
+        && (g.style == FrameStyle::gallery || g.style == FrameStyle::instant || g.style == FrameStyle::tape)) {
+        QTransform toDevice;
+        toDevice.scale(w / prepared.canvas.width(), h / prepared.canvas.height());
+        toDevice.translate(prepared.canvas.width() / 2, prepared.canvas.height() / 2);
+        toDevice.rotate(view.piece.tilt);
+        toDevice.translate(-g.framedSize.width / 2, -g.framedSize.height / 2);
+        paper = Shadow::inside(QRectF(0, 0, g.framedSize.width, g.framedSize.height), toDevice, 1.0);
+    }
+    if (paper.isEmpty()) {
+        image.fill(Qt::transparent);
+    } else {
+        for (const QRect& r : QRegion(image.rect()).subtracted(paper))
+            for (int y = r.top(); y <= r.bottom(); ++y) {
+                auto* line = reinterpret_cast<quint32*>(image.scanLine(y));
+                std::fill(line + r.left(), line + r.right() + 1, 0u);
+            }
+    }
     {
         QPainter p(&image);
         p.scale(w / prepared.canvas.width(), h / prepared.canvas.height());

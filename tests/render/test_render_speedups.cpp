@@ -7,6 +7,7 @@
 #include "piece_renderer.h"
 #include "scaled_images.h"
 #include "shadow.h"
+#include "text_images.h"
 #include "storage.h"
 
 #include <QPainter>
@@ -273,6 +274,47 @@ private slots:
             QVERIFY2(left.red() > 200 && left.blue() < 60, qPrintable(left.name()));
             QVERIFY2(right.blue() > 200 && right.red() < 60, qPrintable(right.name()));
         }
+    }
+
+    void cachedTextLooksLikeDrawnText()
+    {
+        QFont font(Fonts::sansFamily());
+        font.setPointSizeF(30);
+        font.setHintingPreference(QFont::PreferNoHinting);
+        const QRectF rect(10.3, 20.7, 400.2, 60.1);
+        const QString text = QStringLiteral("Summer by the sea \u2019\u2026");
+        TextImages::clear();
+        for (qreal scale : {1.0, 2.0, 1.5}) {
+            QImage direct = canvas({1000, 300});
+            QImage cached = direct.copy();
+            QImage again = direct.copy();
+            for (QImage* target : {&direct, &cached, &again}) {
+                QPainter p(target);
+                p.setRenderHint(QPainter::Antialiasing);
+                p.setRenderHint(QPainter::TextAntialiasing);
+                p.translate(3.37, 1.91);
+                p.scale(scale, scale);
+                if (target == &direct) {
+                    p.setFont(font);
+                    p.setPen(QColor(40, 30, 60));
+                    p.drawText(rect, Qt::AlignCenter | Qt::TextSingleLine, text);
+                } else {
+                    TextImages::draw(&p, font, QColor(40, 30, 60), rect, Qt::AlignCenter | Qt::TextSingleLine, text);
+                }
+            }
+            QVERIFY2(maxDifference(direct, cached) <= 2, qPrintable(QStringLiteral("scale %1").arg(scale)));
+            QCOMPARE(cached, again); // the second comes from the cache
+        }
+        QCOMPARE(TextImages::count(), 3);
+        // Bounded: the oldest renderings go.
+        QImage sink = canvas({200, 100});
+        QPainter p(&sink);
+        p.scale(2, 2);
+        for (int i = 0; i < TextImages::limit + 10; ++i)
+            TextImages::draw(&p, font, Qt::black, QRectF(0, 0, 100, 40), Qt::AlignLeft, QString::number(i));
+        QCOMPARE(TextImages::count(), TextImages::limit);
+        TextImages::clear();
+        QCOMPARE(TextImages::count(), 0);
     }
 
     void crossfadeFramesStayPutAndPaintAlike()
