@@ -167,6 +167,26 @@ void drawTileCaption(QPainter* p, const QRectF& r, const QString& caption)
     p->restore();
 }
 
+// Whether drawPhotoTile will fill `r` (its size in device pixels given by `scale`) with an opaque
+// photo: the photo loads and has no alpha.
+bool opaquePhoto(const Photo& photo, const QRectF& r, qreal scale)
+{
+    const bool small = std::max(r.width(), r.height()) * scale <= thumbnailLimit;
+    const std::optional<QImage> image = ImageCache::shared().image(photo, small);
+    return image && !image->isNull() && !image->hasAlphaChannel() && r.isValid();
+}
+
+// Clips the painter to everything but `hidden` (device pixels); nothing when it is empty.
+void clipOut(QPainter* p, const QRegion& hidden)
+{
+    if (hidden.isEmpty()) return;
+    const QTransform world = p->worldTransform();
+    p->setWorldTransform(world * p->deviceTransform().inverted());
+    const QRegion everywhere(QRect(-32768, -32768, 65536, 65536));
+    p->setClipRegion(everywhere.subtracted(hidden), p->hasClipping() ? Qt::IntersectClip : Qt::ReplaceClip);
+    p->setWorldTransform(world);
+}
+
 void drawPhotoTile(QPainter* p, const QRectF& r, const Photo& photo, qreal radius, bool shadow,
                    const QString& caption)
 {
@@ -205,12 +225,17 @@ void drawText(QPainter* p, const QFont& font, const QColor& color, const QRectF&
                      fm.elidedText(text, Qt::ElideRight, rect.width() + 0.5));
 }
 
-void drawPaper(QPainter* p, const QRectF& box, const QColor& fill, qreal opacity, qreal radius, qreal offsetY)
+// `hidden`: device pixels the photos will cover opaquely; the paper need not be filled there.
+void drawPaper(QPainter* p, const QRectF& box, const QColor& fill, qreal opacity, qreal radius, qreal offsetY,
+               const QRegion& hidden)
 {
     QPainterPath shape;
     shape.addRect(box);
     Shadow::draw(p, shape, radius, {0, offsetY}, opacity, box);
+    p->save();
+    clipOut(p, hidden);
     p->fillRect(box, fill);
+    p->restore();
 }
 
 void drawTape(QPainter* p, const QRectF& box, qreal u, const QString& caption)
@@ -343,7 +368,7 @@ void fillRing(QPainter* p, const QRectF& outer, const QRectF& inner, const QColo
 using Content = std::function<void(const QRectF& window)>;
 
 void drawFramedBox(QPainter* p, const QRectF& box, FrameStyle style, const FrameInsets& in, bool vertical,
-                   const QString& caption, const Content& content)
+                   const QString& caption, const Content& content, const QRegion& hidden = {})
 {
     const qreal u = std::sqrt(box.width() * box.height());
     const QRectF window = box.adjusted(in.left, in.top, -in.right, -in.bottom);
@@ -351,11 +376,11 @@ void drawFramedBox(QPainter* p, const QRectF& box, FrameStyle style, const Frame
     switch (style) {
     case FrameStyle::gallery:
         drawPaper(p, box, QColor::fromRgbF(0.985f, 0.985f, 0.985f), 0.26, std::max(0.03 * u, 3.0),
-                  std::max(0.014 * u, 1.5));
+                  std::max(0.014 * u, 1.5), hidden);
         break;
     case FrameStyle::instant:
         drawPaper(p, box, QColor::fromRgbF(0.985f, 0.975f, 0.955f), 0.24, std::max(0.028 * u, 3.0),
-                  std::max(0.014 * u, 1.5));
+                  std::max(0.014 * u, 1.5), hidden);
         break;
     case FrameStyle::film: {
         const qreal t = vertical ? in.left : in.top;
@@ -367,12 +392,12 @@ void drawFramedBox(QPainter* p, const QRectF& box, FrameStyle style, const Frame
         // under the stock's inside, which holds every hole, so the stock with its holes can be
         // painted straight on; only when the holes come too near the edge does a layer punch them.
         const QRectF inside = box.adjusted(0.08 * t, 0.08 * t, -0.08 * t, -0.08 * t);
-        const QRegion hidden = Shadow::inside(inside, p->deviceTransform(), 1.0);
+        const QRegion interior = Shadow::inside(inside, p->deviceTransform(), 1.0);
         const QList<QRectF> holes = FilmStrip::holeRects(box.size(), vertical, t);
         bool direct = !holes.isEmpty();
         for (const QRectF& hole : holes) {
             const QRect mapped = p->deviceTransform().mapRect(hole.translated(box.topLeft())).toAlignedRect();
-            if (direct && !QRegion(mapped.adjusted(-1, -1, 1, 1)).subtracted(hidden).isEmpty()) direct = false;
+            if (direct && !QRegion(mapped.adjusted(-1, -1, 1, 1)).subtracted(interior).isEmpty()) direct = false;
         }
         if (direct) {
             Shadow::draw(p, stock, radius, {0, offset}, 0.3, inside);
@@ -408,7 +433,7 @@ void drawFramedBox(QPainter* p, const QRectF& box, FrameStyle style, const Frame
     case FrameStyle::bare:
         break;
     case FrameStyle::tape:
-        drawPaper(p, box, Qt::white, 0.22, std::max(0.022 * u, 2.5), std::max(0.01 * u, 1.0));
+        drawPaper(p, box, Qt::white, 0.22, std::max(0.022 * u, 2.5), std::max(0.01 * u, 1.0), hidden);
         break;
     }
 
@@ -516,10 +541,7 @@ void drawComposition(QPainter* p, const PieceGeometry& g, const QList<Photo>& sh
                     // Film and bare tiles are opaque only where the photo is (film holes show
                     // through); the photo only when it is there and has no alpha.
                     const QRectF window = t.box.adjusted(t.insets.left, t.insets.top, -t.insets.right, -t.insets.bottom);
-                    const qreal scale = std::sqrt(std::abs(device.determinant()));
-                    const bool small = std::max(window.width(), window.height()) * scale <= thumbnailLimit;
-                    const std::optional<QImage> image = ImageCache::shared().image(*t.photo, small);
-                    if (image && !image->isNull() && !image->hasAlphaChannel() && window.isValid())
+                    if (opaquePhoto(*t.photo, window, std::sqrt(std::abs(device.determinant()))))
                         above += Shadow::inside(window.adjusted(t.radius, t.radius, -t.radius, -t.radius), device, 1.0);
                 }
             }
@@ -527,18 +549,16 @@ void drawComposition(QPainter* p, const PieceGeometry& g, const QList<Photo>& sh
         for (size_t i = 0; i < tiles.size(); ++i) {
             const Tile& t = tiles[i];
             p->save();
-            if (!hidden[i].isEmpty()) {
-                const QTransform world = p->worldTransform();
-                p->setWorldTransform(world * toDevice.inverted());
-                const QRegion everywhere(QRect(-32768, -32768, 65536, 65536));
-                p->setClipRegion(everywhere.subtracted(hidden[i]), p->hasClipping() ? Qt::IntersectClip : Qt::ReplaceClip);
-                p->setWorldTransform(world);
-            }
+            clipOut(p, hidden[i]);
             p->setWorldTransform(t.local, true);
             const Photo& photo = *t.photo;
+            const QRectF window = t.box.adjusted(t.insets.left, t.insets.top, -t.insets.right, -t.insets.bottom);
+            const QRegion covered = opaquePhoto(photo, window, deviceScale(p))
+                ? Shadow::inside(window.adjusted(t.radius, t.radius, -t.radius, -t.radius), p->deviceTransform(), 1.0)
+                : QRegion();
             drawFramedBox(p, t.box, g.style, t.insets, piece.vertical,
                           g.style == FrameStyle::instant ? photo.caption : QString(),
-                          [&](const QRectF& window) { drawPhotoTile(p, window, photo, t.radius, false, {}); });
+                          [&](const QRectF& w) { drawPhotoTile(p, w, photo, t.radius, false, {}); }, covered);
             p->restore();
         }
         if (!caption.isEmpty()) {
@@ -550,6 +570,20 @@ void drawComposition(QPainter* p, const PieceGeometry& g, const QList<Photo>& sh
     }
 
     const QRectF box(0, 0, g.framedSize.width, g.framedSize.height);
+    // The photos cover most of the window; the paper beneath them need not be filled.
+    QRegion covered;
+    const QPointF windowCorner(g.insets.left, g.insets.top);
+    for (const PlacedTile& tile : g.arrangement.tiles) {
+        if (tile.index < 0 || tile.index >= shown.size() || bare) continue;
+        const QRectF frame = toQ(tile.frame);
+        QTransform local;
+        local.translate(windowCorner.x() + frame.center().x(), windowCorner.y() + frame.center().y());
+        local.rotate(std::isfinite(tile.rotation) ? tile.rotation : 0.0);
+        const QTransform device = local * p->deviceTransform();
+        const QRectF r(-frame.width() / 2, -frame.height() / 2, frame.width(), frame.height());
+        if (opaquePhoto(shown.at(tile.index), r, std::sqrt(std::abs(device.determinant()))))
+            covered += Shadow::inside(r, device, 1.0);
+    }
     drawFramedBox(p, box, g.style, g.insets, piece.vertical, caption, [&](const QRectF& window) {
         for (const PlacedTile& tile : g.arrangement.tiles) {
             if (tile.index < 0 || tile.index >= shown.size()) continue;
@@ -564,7 +598,7 @@ void drawComposition(QPainter* p, const PieceGeometry& g, const QList<Photo>& sh
                           radius, bare, tileCaption);
             p->restore();
         }
-    });
+    }, covered);
 }
 
 struct Prepared {
