@@ -7,6 +7,8 @@
 #include "text_images.h"
 
 #include <QFontMetricsF>
+#include <QMutex>
+#include <QMutexLocker>
 #include <QPainter>
 #include <QPainterPath>
 #include <QTextLayout>
@@ -14,6 +16,7 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <list>
 #include <vector>
 
 namespace velora::PieceRenderer {
@@ -365,6 +368,59 @@ void fillRing(QPainter* p, const QRectF& outer, const QRectF& inner, const QColo
     p->restore();
 }
 
+// A sprocket band of a film strip in `box` (stock with its holes punched) as a premultiplied
+// layer `scale` pixels per point, to draw over `band`. Kept: a turned strip is drawn the same on
+// every rendering.
+struct FilmBands {
+    QMutex mutex;
+    std::list<std::pair<QString, QImage>> kept; // newest first
+    static FilmBands& shared()
+    {
+        static FilmBands instance;
+        return instance;
+    }
+};
+
+QImage filmBand(const QRectF& box, bool vertical, qreal t, const QRectF& band, qreal scale)
+{
+    const QSize px(std::max(1, qCeil(band.width() * scale)), std::max(1, qCeil(band.height() * scale)));
+    if (px.width() > 16384 || px.height() > 16384 || !band.isValid()) return {};
+    QMutex& mutex = FilmBands::shared().mutex;
+    auto& kept = FilmBands::shared().kept;
+    const QString key = QStringLiteral("%1 %2 %3 %4 %5 %6 %7 %8 %9")
+                            .arg(box.width(), 0, 'g', 17)
+                            .arg(box.height(), 0, 'g', 17)
+                            .arg(vertical)
+                            .arg(t, 0, 'g', 17)
+                            .arg(band.left() - box.left(), 0, 'g', 17)
+                            .arg(band.top() - box.top(), 0, 'g', 17)
+                            .arg(band.width(), 0, 'g', 17)
+                            .arg(band.height(), 0, 'g', 17)
+                            .arg(scale, 0, 'g', 17);
+    {
+        QMutexLocker lock(&mutex);
+        for (auto it = kept.begin(); it != kept.end(); ++it)
+            if (it->first == key) {
+                kept.splice(kept.begin(), kept, it);
+                return kept.front().second;
+            }
+    }
+    QImage layer(px, QImage::Format_ARGB32_Premultiplied);
+    if (layer.isNull()) return {};
+    layer.fill(Qt::transparent);
+    {
+        QPainter q(&layer);
+        q.setRenderHint(QPainter::Antialiasing);
+        q.scale(px.width() / band.width(), px.height() / band.height());
+        q.translate(-band.topLeft());
+        q.fillPath(FilmStrip::punched(box, vertical, t), FilmStrip::stockColor());
+    }
+    QMutexLocker lock(&mutex);
+    kept.emplace_front(key, layer);
+    if (kept.size() > 32) kept.pop_back();
+    return layer;
+}
+
 using Content = std::function<void(const QRectF& window)>;
 
 void drawFramedBox(QPainter* p, const QRectF& box, FrameStyle style, const FrameInsets& in, bool vertical,
@@ -416,9 +472,13 @@ void drawFramedBox(QPainter* p, const QRectF& box, FrameStyle style, const Frame
                                                   : QRectF(box.left(), box.top(), box.width(), t),
                                          vertical ? QRectF(box.right() - t, box.top(), t, box.height())
                                                   : QRectF(box.left(), box.bottom() - t, box.width(), t)};
-                const QPainterPath punched = FilmStrip::punched(box, vertical, t);
-                for (const QRectF& band : bands)
-                    Layers::draw(p, band, [&](QPainter* q) { q->fillPath(punched, FilmStrip::stockColor()); });
+                const qreal scale = std::min<qreal>(deviceScale(p), 16);
+                for (const QRectF& band : bands) {
+                    const QImage layer = filmBand(box, vertical, t, band, scale);
+                    if (layer.isNull()) continue;
+                    p->setRenderHint(QPainter::SmoothPixmapTransform);
+                    p->drawImage(band, layer);
+                }
             }
             p->restore();
         } else {
@@ -649,6 +709,15 @@ void drawPrepared(QPainter* p, const PieceView& view, const Prepared& prepared)
 } // namespace
 
 QSizeF canvasSize(const PieceView& view) { return prepare(view).canvas; }
+
+void clearCaches()
+{
+    ScaledImages::shared().clear();
+    Shadow::clearMasks();
+    TextImages::clear();
+    QMutexLocker lock(&FilmBands::shared().mutex);
+    FilmBands::shared().kept.clear();
+}
 
 QImage render(const PieceView& view, qreal devicePixelRatio)
 {

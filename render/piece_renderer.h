@@ -22,6 +22,10 @@ QImage render(const PieceView& view, qreal devicePixelRatio);
 // Draws the canvas of `view` scaled into `target` (any painter: a widget, a larger image).
 void paint(QPainter* painter, const PieceView& view, const QRectF& target);
 
+// Drops what the renderer keeps between renderings (photos scaled to tile size, shadow masks,
+// large text, punched film bands); the next rendering makes them again. Decoded photos (ImageCache) stay.
+void clearCaches();
+
 // The largest side, in device pixels, at which a tile draws from the thumbnail.
 inline constexpr qreal thumbnailLimit = 640;
 

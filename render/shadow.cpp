@@ -1,9 +1,14 @@
 #include "shadow.h"
 
+#include <QHash>
+#include <QMutex>
+#include <QMutexLocker>
 #include <QPainter>
 
 #include <algorithm>
 #include <cmath>
+#include <list>
+#include <optional>
 #include <vector>
 
 namespace velora::Shadow {
@@ -140,15 +145,21 @@ QRegion inside(const QRectF& cover, const QTransform& toDevice, qreal margin)
     return QRegion(polygon.toPolygon());
 }
 
-void draw(QPainter* painter, const QRectF& bounds, const std::function<void(QPainter*)>& shape, qreal radius,
-          QPointF offset, qreal opacity, const QRectF& cover)
-{
-    if (!painter || opacity <= 0 || !bounds.isValid()) return;
-    if (!std::isfinite(radius) || radius < 0) radius = 0;
+namespace {
 
-    const QTransform toDevice = painter->deviceTransform();
+// A blurred, tinted shadow ready to draw: `tinted` stretched over `deviceRect`; nothing outside
+// `reached` has any alpha.
+struct Mask {
+    QImage tinted;
+    QRect deviceRect;
+    QRect reached;
+};
+
+std::optional<Mask> makeMask(const QTransform& toDevice, const QRectF& bounds,
+                             const std::function<void(QPainter*)>& shape, qreal radius, QPointF offset, qreal opacity)
+{
     const qreal scale = std::sqrt(std::abs(toDevice.determinant()));
-    if (!std::isfinite(scale) || scale <= 0) return;
+    if (!std::isfinite(scale) || scale <= 0) return std::nullopt;
 
     // Three box passes of width r·scale give σ ≈ r·scale / 2; reduce the buffer so the box stays a
     // few pixels wide, which is where the blur stops being worth full resolution.
@@ -160,12 +171,13 @@ void draw(QPainter* painter, const QRectF& bounds, const std::function<void(QPai
     QRectF device = toDevice.mapRect(bounds.translated(offset)).adjusted(-reach, -reach, reach, reach);
     // Nothing we draw is larger than a canvas can be; this only bounds the buffer for hostile input.
     device = device.intersected(QRectF(-reach, -reach, 16384 + 2 * reach, 16384 + 2 * reach));
-    if (device.isEmpty()) return;
+    if (device.isEmpty()) return std::nullopt;
     const QRect deviceRect = device.toAlignedRect();
 
     const QSize bufferSize(std::max(1, qCeil(deviceRect.width() * reduce)),
                            std::max(1, qCeil(deviceRect.height() * reduce)));
     QImage alpha(bufferSize, QImage::Format_Alpha8);
+    if (alpha.isNull()) return std::nullopt;
     alpha.fill(0);
     {
         QPainter p(&alpha);
@@ -181,6 +193,7 @@ void draw(QPainter* painter, const QRectF& bounds, const std::function<void(QPai
     // Black at the given opacity: premultiplied, so only alpha carries a value. Note where any
     // pixel is left: the far tail of the blur rounds to nothing.
     QImage tinted(bufferSize, QImage::Format_ARGB32_Premultiplied);
+    if (tinted.isNull()) return std::nullopt;
     const int level = std::clamp(qRound(opacity * 256), 0, 256);
     int left = bufferSize.width(), right = -1, top = bufferSize.height(), bottom = -1;
     const int w = bufferSize.width();
@@ -198,7 +211,7 @@ void draw(QPainter* painter, const QRectF& bounds, const std::function<void(QPai
         top = std::min(top, y);
         bottom = y;
     }
-    if (right < 0) return;
+    if (right < 0) return Mask{};
 
     // Device pixels whose bilinear samples can reach a non-empty buffer pixel.
     const qreal rx = bufferSize.width() / qreal(deviceRect.width());
@@ -208,7 +221,12 @@ void draw(QPainter* painter, const QRectF& bounds, const std::function<void(QPai
                                 QPoint(deviceRect.x() + qCeil((right + 2) / rx) + 1,
                                        deviceRect.y() + qCeil((bottom + 2) / ry) + 1))
                               .intersected(deviceRect);
+    return Mask{tinted, deviceRect, reached};
+}
 
+void drawMask(QPainter* painter, const Mask& mask, const QTransform& toDevice, const QRectF& cover)
+{
+    if (mask.tinted.isNull()) return;
     // Draw in device pixels, whatever the painter's own scaling (a widget's pixel ratio included).
     painter->save();
     const QTransform hidpi = painter->worldTransform().inverted() * toDevice;
@@ -217,23 +235,122 @@ void draw(QPainter* painter, const QRectF& bounds, const std::function<void(QPai
     painter->setRenderHint(QPainter::SmoothPixmapTransform);
     // Whole device pixels: antialiasing would change nothing and takes a slower path.
     painter->setRenderHint(QPainter::Antialiasing, false);
-    QRegion shown(reached);
+    QRegion shown(mask.reached);
     if (!cover.isEmpty()) shown -= inside(cover, toDevice, 1.0);
     if (shown.isEmpty()) {
         painter->restore();
         return;
     }
-    if (shown != QRegion(deviceRect))
+    if (shown != QRegion(mask.deviceRect))
         painter->setClipRegion(shown, painter->hasClipping() ? Qt::IntersectClip : Qt::ReplaceClip);
-    painter->drawImage(QRectF(deviceRect), tinted);
+    painter->drawImage(QRectF(mask.deviceRect), mask.tinted);
     painter->restore();
+}
+
+// Masks of outlines, by everything they depend on; a piece drawn again draws the same shadows.
+class Masks {
+public:
+    static Masks& shared()
+    {
+        static Masks instance;
+        return instance;
+    }
+    std::optional<Mask> find(const QByteArray& key)
+    {
+        QMutexLocker lock(&m_mutex);
+        auto it = m_entries.find(key);
+        if (it == m_entries.end()) return std::nullopt;
+        m_order.splice(m_order.begin(), m_order, it->position);
+        return it->mask;
+    }
+    void insert(const QByteArray& key, const Mask& mask)
+    {
+        QMutexLocker lock(&m_mutex);
+        if (m_entries.contains(key)) return;
+        m_order.push_front(key);
+        m_entries.insert(key, {mask, m_order.begin()});
+        m_bytes += mask.tinted.sizeInBytes();
+        while ((m_bytes > maskBudget || m_entries.size() > maskLimit) && m_order.size() > 1) {
+            auto it = m_entries.find(m_order.back());
+            m_bytes -= it->mask.tinted.sizeInBytes();
+            m_entries.erase(it);
+            m_order.pop_back();
+        }
+    }
+    int count()
+    {
+        QMutexLocker lock(&m_mutex);
+        return static_cast<int>(m_entries.size());
+    }
+    void clear()
+    {
+        QMutexLocker lock(&m_mutex);
+        m_entries.clear();
+        m_order.clear();
+        m_bytes = 0;
+    }
+
+private:
+    struct Entry {
+        Mask mask;
+        std::list<QByteArray>::iterator position;
+    };
+    QMutex m_mutex;
+    std::list<QByteArray> m_order; // newest first
+    QHash<QByteArray, Entry> m_entries;
+    qsizetype m_bytes = 0;
+};
+
+QByteArray maskKey(const QPainterPath& shape, const QTransform& toDevice, qreal radius, QPointF offset,
+                   qreal opacity)
+{
+    QByteArray key;
+    const int n = shape.elementCount();
+    key.reserve(int(sizeof(qreal)) * (3 * n + 14));
+    auto add = [&key](qreal v) { key.append(reinterpret_cast<const char*>(&v), sizeof v); };
+    for (qreal v : {toDevice.m11(), toDevice.m12(), toDevice.m13(), toDevice.m21(), toDevice.m22(), toDevice.m23(),
+                    toDevice.m31(), toDevice.m32(), toDevice.m33(), radius, offset.x(), offset.y(), opacity,
+                    qreal(shape.fillRule())})
+        add(v);
+    for (int i = 0; i < n; ++i) {
+        const QPainterPath::Element e = shape.elementAt(i);
+        add(qreal(e.type));
+        add(e.x);
+        add(e.y);
+    }
+    return key;
+}
+
+} // namespace
+
+void draw(QPainter* painter, const QRectF& bounds, const std::function<void(QPainter*)>& shape, qreal radius,
+          QPointF offset, qreal opacity, const QRectF& cover)
+{
+    if (!painter || opacity <= 0 || !bounds.isValid()) return;
+    if (!std::isfinite(radius) || radius < 0) radius = 0;
+    const QTransform toDevice = painter->deviceTransform();
+    if (const std::optional<Mask> mask = makeMask(toDevice, bounds, shape, radius, offset, opacity))
+        drawMask(painter, *mask, toDevice, cover);
 }
 
 void draw(QPainter* painter, const QPainterPath& shape, qreal radius, QPointF offset, qreal opacity,
           const QRectF& cover)
 {
-    draw(painter, shape.boundingRect(), [&shape](QPainter* p) { p->fillPath(shape, Qt::black); }, radius, offset,
-         opacity, cover);
+    if (!painter || opacity <= 0 || shape.isEmpty() || !shape.boundingRect().isValid()) return;
+    if (!std::isfinite(radius) || radius < 0) radius = 0;
+    const QTransform toDevice = painter->deviceTransform();
+    const QByteArray key = maskKey(shape, toDevice, radius, offset, opacity);
+    std::optional<Mask> mask = Masks::shared().find(key);
+    if (!mask) {
+        mask = makeMask(toDevice, shape.boundingRect(), [&shape](QPainter* p) { p->fillPath(shape, Qt::black); },
+                        radius, offset, opacity);
+        if (!mask) return;
+        Masks::shared().insert(key, *mask);
+    }
+    drawMask(painter, *mask, toDevice, cover);
 }
+
+int cachedMasks() { return Masks::shared().count(); }
+void clearMasks() { Masks::shared().clear(); }
 
 } // namespace velora::Shadow

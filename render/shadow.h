@@ -26,8 +26,14 @@ void boxBlur(QImage& alpha8, int radius, int passes = 3);
 // there. Most of a paper's shadow lies under the paper; skipping it saves most of the cost.
 void draw(QPainter* painter, const QRectF& bounds, const std::function<void(QPainter*)>& shape, qreal radius,
           QPointF offset, qreal opacity, const QRectF& cover = {});
+// Outlines given as a path keep their blurred masks (by path, device transform, radius, offset and
+// opacity, least recently used out first), so drawing the same piece again only composites.
 void draw(QPainter* painter, const QPainterPath& shape, qreal radius, QPointF offset, qreal opacity,
           const QRectF& cover = {});
+inline constexpr int maskLimit = 256;
+inline constexpr qsizetype maskBudget = 32 * 1024 * 1024;
+int cachedMasks();
+void clearMasks();
 
 // The device pixels (in `toDevice`'s coordinates) that lie wholly inside `cover` mapped by
 // `toDevice`, `margin` pixels in from its edges; empty when none.

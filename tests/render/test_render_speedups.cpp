@@ -172,6 +172,49 @@ private slots:
         }
     }
 
+    void shadowMasksAreReusedAndBounded()
+    {
+        Shadow::clearMasks();
+        QPainterPath shape;
+        shape.addRect(QRectF(20.5, 20.25, 100, 60));
+        auto drawOnce = [&](qreal angle) {
+            QImage image = canvas({200, 160});
+            QPainter p(&image);
+            p.rotate(angle);
+            Shadow::draw(&p, shape, 6, {0, 2}, 0.3);
+            return image;
+        };
+        const QImage first = drawOnce(0);
+        QCOMPARE(Shadow::cachedMasks(), 1);
+        QCOMPARE(drawOnce(0), first); // from the cache, the same pixels
+        QCOMPARE(Shadow::cachedMasks(), 1);
+        drawOnce(2); // turned: another mask
+        QCOMPARE(Shadow::cachedMasks(), 2);
+        for (int i = 0; i < Shadow::maskLimit + 5; ++i) drawOnce(0.01 * i + 3);
+        QCOMPARE(Shadow::cachedMasks(), Shadow::maskLimit);
+        Shadow::clearMasks();
+        QCOMPARE(Shadow::cachedMasks(), 0);
+    }
+
+    void renderingsMatchWithEmptyAndFullCaches()
+    {
+        const Photo photo = halves(QStringLiteral("C1"), {900, 700});
+        for (FrameStyle style : allFrameStyles)
+            for (CollageLayout layout : {CollageLayout::single, CollageLayout::stack, CollageLayout::column}) {
+                PieceView v;
+                v.piece.layout = layout;
+                v.piece.frame = style;
+                v.piece.width = 240;
+                v.piece.tilt = layout == CollageLayout::single ? 2.5 : 0.0;
+                v.piece.caption = QStringLiteral("Cold and warm");
+                v.photos = {photo, photo, photo};
+                PieceRenderer::clearCaches();
+                const QImage cold = PieceRenderer::render(v, 2);
+                const QImage warm = PieceRenderer::render(v, 2);
+                QVERIFY2(cold == warm, qPrintable(qRawValue(style) + QLatin1Char(' ') + qRawValue(layout)));
+            }
+    }
+
     void punchedFilmLeavesTheHolesOpen()
     {
         const QRectF box(10, 20, 300, 200);
