@@ -1,17 +1,15 @@
 #pragma once
 // Pictures and image files made at test time: no binary fixtures in the tree.
-#include <QByteArray>
+#include "fixtures.h"
+
 #include <QBuffer>
 #include <QColor>
-#include <QFile>
 #include <QImage>
 #include <QImageWriter>
 #include <QLinearGradient>
 #include <QPainter>
 #include <QString>
 #include <QtEndian>
-
-#include <array>
 
 namespace velora::samples {
 
@@ -33,17 +31,12 @@ inline QImage picture(int width, int height, QColor left = QColor(200, 30, 30), 
     return image;
 }
 
-inline bool writeBytes(const QString& path, const QByteArray& bytes)
-{
-    QFile f(path);
-    return f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size();
-}
+using testing::readBytes;
+using testing::writeBytes;
 
-inline QByteArray readBytes(const QString& path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
+// The tints of picture()'s halves, after scaling or re-encoding.
+inline bool isLeftTint(QRgb c) { return qRed(c) > 150 && qBlue(c) < 90; }
+inline bool isRightTint(QRgb c) { return qBlue(c) > 150 && qRed(c) < 90; }
 
 inline QByteArray encode(const QImage& image, const char* format, int quality = 90)
 {
@@ -59,37 +52,21 @@ inline QByteArray encode(const QImage& image, const char* format, int quality = 
 // The same JPEG with an EXIF block right after SOI that carries only an orientation tag.
 inline QByteArray withOrientation(const QByteArray& jpeg, quint16 orientation)
 {
-    QByteArray tiff;
-    tiff += QByteArray("MM\0\x2a", 4);
-    tiff += QByteArray("\0\0\0\x08", 4);             // first IFD at offset 8
-    tiff += QByteArray("\0\x01", 2);                 // one entry
-    tiff += QByteArray("\x01\x12\0\x03\0\0\0\x01", 8); // Orientation, SHORT, count 1
-    tiff += char(orientation >> 8);
-    tiff += char(orientation & 0xff);
-    tiff += QByteArray("\0\0", 2);
-    tiff += QByteArray("\0\0\0\0", 4);               // no next IFD
-    const QByteArray payload = QByteArray("Exif\0\0", 6) + tiff;
-    const quint16 length = quint16(payload.size() + 2);
-    QByteArray app1("\xff\xe1", 2);
-    app1 += char(length >> 8);
-    app1 += char(length & 0xff);
-    app1 += payload;
+    // APP1 of 34 bytes: "Exif", a big-endian TIFF header, one IFD of one SHORT entry (0x0112).
+    QByteArray app1("\xff\xe1\0\x22" "Exif\0\0" "MM\0\x2a" "\0\0\0\x08" "\0\x01" "\x01\x12\0\x03\0\0\0\x01"
+                    "\0\0\0\0" "\0\0\0\0", 36);
+    app1[28] = char(orientation >> 8);
+    app1[29] = char(orientation & 0xff);
     return jpeg.left(2) + app1 + jpeg.mid(2);
 }
 
 inline quint32 crc32(const QByteArray& data)
 {
-    static const std::array<quint32, 256> table = [] {
-        std::array<quint32, 256> t{};
-        for (quint32 n = 0; n < 256; ++n) {
-            quint32 c = n;
-            for (int k = 0; k < 8; ++k) c = (c & 1) ? 0xedb88320u ^ (c >> 1) : c >> 1;
-            t[n] = c;
-        }
-        return t;
-    }();
     quint32 c = 0xffffffffu;
-    for (const char ch : data) c = table[(c ^ quint8(ch)) & 0xff] ^ (c >> 8);
+    for (const char ch : data) {
+        c ^= quint8(ch);
+        for (int k = 0; k < 8; ++k) c = (c & 1) ? 0xedb88320u ^ (c >> 1) : c >> 1;
+    }
     return c ^ 0xffffffffu;
 }
 

@@ -1,39 +1,20 @@
+#include "fixtures.h"
 #include "storage.h"
 #include "testing.h"
 
 #include <QDir>
-#include <QFile>
-#include <QJsonArray>
-#include <QJsonDocument>
 #include <QTemporaryDir>
 
+#include <cmath>
+
 using namespace velora;
+using namespace velora::testing;
 
 namespace {
-void writeFile(const QString& path, const QByteArray& bytes)
+// A pieces file of one piece with the given fields besides its id.
+QByteArray onePiece(const char* fields)
 {
-    QFile f(path);
-    QVERIFY(f.open(QIODevice::WriteOnly));
-    f.write(bytes);
-}
-
-QByteArray readFile(const QString& path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
-Photo makePhoto(const QString& title)
-{
-    Photo p;
-    p.id = QUuid::createUuid();
-    p.title = title;
-    p.fileName = uuidText(p.id) + ".jpg";
-    p.thumbName = uuidText(p.id) + "-s.jpg";
-    p.pixelWidth = 1200;
-    p.pixelHeight = 800;
-    p.added = Timestamp::now();
-    return p;
+    return R"([{"id":"6F9619FF-8B86-D011-B42D-00C04FC964FF",)" + QByteArray(fields) + "}]";
 }
 } // namespace
 
@@ -44,7 +25,6 @@ class TestStateFiles : public QObject {
 private slots:
     void init()
     {
-        QVERIFY(dir.isValid());
         QDir(dir.path()).removeRecursively();
         QDir().mkpath(dir.path());
         Storage::setRoot(QDir(dir.path()).filePath("Velora"));
@@ -61,11 +41,9 @@ private slots:
         QVERIFY(!QFileInfo::exists(root));
         Storage::prepare();
         QVERIFY(QFileInfo(root + "/Photos").isDir());
-    }
-
-    void prepareSwallowsErrors()
-    {
-        writeFile(QDir(dir.path()).filePath("Velora"), "a file where the folder should be");
+        // A file where the folder should be: prepare swallows the error.
+        QDir(root).removeRecursively();
+        QVERIFY(writeBytes(root, "a file where the folder should be"));
         Storage::prepare();
         QVERIFY(QFileInfo(Storage::root()).isFile());
     }
@@ -81,7 +59,7 @@ private slots:
 
     void saveAndLoadRoundTripByteStable()
     {
-        QList<Photo> photos{makePhoto("One"), makePhoto("Two")};
+        QList<Photo> photos{makePhoto(1200, 800, "One"), makePhoto(1200, 800, "Two")};
         photos[1].originalPath = "/home/a/Two.jpg";
         Piece piece = Piece::make("Collage 1", {photos[0].id, photos[1].id});
         piece.placements.insert("DP-1", {10, 20});
@@ -89,8 +67,8 @@ private slots:
 
         QVERIFY(StateFiles::writePhotos(photos));
         QVERIFY(StateFiles::writePieces(pieces));
-        const QByteArray first = readFile(Storage::piecesFile());
-        QVERIFY(first.startsWith("[\n    {\n        \"caption\""));  // bare array, sorted keys, indented
+        const QByteArray first = readBytes(Storage::piecesFile());
+        QVERIFY(first.startsWith("[\n    {\n        \"caption\"")); // bare array, sorted keys, indented
 
         QList<Photo> loadedPhotos;
         QList<Piece> loadedPieces;
@@ -100,61 +78,58 @@ private slots:
         QCOMPARE(loadedPieces, pieces);
 
         QVERIFY(StateFiles::writePieces(loadedPieces));
-        QCOMPARE(readFile(Storage::piecesFile()), first);
+        QCOMPARE(readBytes(Storage::piecesFile()), first);
         QVERIFY(StateFiles::writePhotos({}));
-        QCOMPARE(readFile(Storage::libraryFile()).trimmed(), QByteArray("[\n]"));
+        QCOMPARE(readBytes(Storage::libraryFile()).trimmed(), QByteArray("[\n]"));
     }
 
-    void badFilesLoadEmptyAndStayOnDisk_data()
+    // Unreadable files load nothing and stay on disk as they were; absurd but well-typed numbers
+    // load as written, for rendering to cope with. 1e999 is either (some Qt versions read infinity).
+    void badFiles_data()
     {
         QTest::addColumn<QByteArray>("bytes");
-        QTest::newRow("empty") << QByteArray();
-        QTest::newRow("truncated") << QByteArray("[\n    {\n        \"id\": \"6F96");
-        QTest::newRow("object instead of array") << QByteArray("{\"pieces\": []}");
-        QTest::newRow("mistyped field") << QByteArray(R"([{"id":"6F9619FF-8B86-D011-B42D-00C04FC964FF","width":"wide"}])");
-        QTest::newRow("seed above 2^32") << QByteArray(R"([{"id":"6F9619FF-8B86-D011-B42D-00C04FC964FF","seed":4294967296}])");
-        QTest::newRow("not utf-8 json") << QByteArray("\xff\xfe\x00[", 4);
-        QTest::newRow("huge exponent") << QByteArray(R"([{"id":"6F9619FF-8B86-D011-B42D-00C04FC964FF","width":1e999}])");
+        QTest::addColumn<double>("width"); // NaN: unreadable; infinity: unreadable or that
+        const double unreadable = std::nan("");
+        QTest::newRow("empty") << QByteArray() << unreadable;
+        QTest::newRow("truncated") << QByteArray("[\n    {\n        \"id\": \"6F96") << unreadable;
+        QTest::newRow("object instead of array") << QByteArray("{\"pieces\": []}") << unreadable;
+        QTest::newRow("mistyped field") << onePiece(R"("width":"wide")") << unreadable;
+        QTest::newRow("seed above 2^32") << onePiece(R"("seed":4294967296)") << unreadable;
+        QTest::newRow("not utf-8 json") << QByteArray("\xff\xfe\x00[", 4) << unreadable;
+        QTest::newRow("huge exponent") << onePiece(R"("width":1e999)") << std::numeric_limits<double>::infinity();
+        QTest::newRow("1e308") << onePiece(R"("width":1e308,"tilt":-40,"rotateMinutes":-3)") << 1e308;
+        QTest::newRow("negative") << onePiece(R"("width":-300)") << -300.0;
     }
-    void badFilesLoadEmptyAndStayOnDisk()
+    void badFiles()
     {
         QFETCH(QByteArray, bytes);
+        QFETCH(double, width);
         Storage::prepare();
-        writeFile(Storage::piecesFile(), bytes);
-        QList<Piece> pieces{Piece::make("Kept in memory", {})};
-        const QList<Piece> before = pieces;
+        QVERIFY(writeBytes(Storage::piecesFile(), bytes));
+        const QList<Piece> before{Piece::make("Kept in memory", {})};
+        QList<Piece> pieces = before;
         const auto result = StateFiles::readPieces(pieces);
-        if (result == StateFiles::ReadResult::loaded) {
-            // Qt reads 1e999 as infinity: a well-typed absurd width, which rendering must cope with.
-            QCOMPARE(QTest::currentDataTag(), "huge exponent");
-            QVERIFY(!std::isfinite(pieces.front().width));
-            return;
+        if (std::isnan(width) || (std::isinf(width) && result != StateFiles::ReadResult::loaded)) {
+            QCOMPARE(result, StateFiles::ReadResult::unreadable);
+            QCOMPARE(pieces, before);
+            QCOMPARE(readBytes(Storage::piecesFile()), bytes);
+        } else {
+            QCOMPARE(result, StateFiles::ReadResult::loaded);
+            QCOMPARE(pieces.size(), 1);
+            QCOMPARE(pieces[0].width, width);
         }
-        QCOMPARE(result, StateFiles::ReadResult::unreadable);
-        QCOMPARE(pieces, before);
-        QCOMPARE(readFile(Storage::piecesFile()), bytes);
     }
 
-    void absurdNumbersLoadAsWritten()
+    void filesAreIndependentAndMissingIsMissing()
     {
-        Storage::prepare();
-        writeFile(Storage::piecesFile(),
-                  R"([{"id":"6F9619FF-8B86-D011-B42D-00C04FC964FF","width":1e308,"tilt":-40,"rotateMinutes":-3}])");
-        QList<Piece> pieces;
-        QCOMPARE(StateFiles::readPieces(pieces), StateFiles::ReadResult::loaded);
-        QCOMPARE(pieces.size(), 1);
-        QCOMPARE(pieces[0].width, 1e308);
-        writeFile(Storage::piecesFile(), R"([{"id":"6F9619FF-8B86-D011-B42D-00C04FC964FF","width":-300}])");
-        QCOMPARE(StateFiles::readPieces(pieces), StateFiles::ReadResult::loaded);
-        QCOMPARE(pieces[0].width, -300.0);
-    }
+        QList<Photo> photos{makePhoto()};
+        QCOMPARE(StateFiles::readPhotos(photos), StateFiles::ReadResult::missing);
+        QCOMPARE(photos.size(), 1);
+        QVERIFY(QFileInfo(Storage::photosDir()).isDir()); // reading prepares the folder
 
-    void filesAreIndependent()
-    {
-        Storage::prepare();
-        QVERIFY(StateFiles::writePhotos({makePhoto("Fine")}));
-        writeFile(Storage::piecesFile(), "[{]");
-        QList<Photo> photos;
+        QVERIFY(StateFiles::writePhotos({makePhoto()}));
+        QVERIFY(writeBytes(Storage::piecesFile(), "[{]"));
+        photos.clear();
         QList<Piece> pieces;
         QCOMPARE(StateFiles::readPhotos(photos), StateFiles::ReadResult::loaded);
         QCOMPARE(StateFiles::readPieces(pieces), StateFiles::ReadResult::unreadable);
@@ -162,29 +137,22 @@ private slots:
         QVERIFY(pieces.isEmpty());
     }
 
-    void missingFilesAreMissing()
-    {
-        QList<Photo> photos{makePhoto("Stays")};
-        QCOMPARE(StateFiles::readPhotos(photos), StateFiles::ReadResult::missing);
-        QCOMPARE(photos.size(), 1);
-        QVERIFY(QFileInfo(Storage::photosDir()).isDir()); // reading prepares the folder
-    }
-
     void theNextSaveKeepsACopyOfAnUnreadableFile()
     {
         Storage::prepare();
-        const QByteArray corrupt = R"([{"id":"6F9619FF-8B86-D011-B42D-00C04FC964FF","layout":"grid"}])";
-        writeFile(Storage::piecesFile(), corrupt);
+        const QByteArray corrupt = onePiece(R"("layout":"grid")");
+        QVERIFY(writeBytes(Storage::piecesFile(), corrupt));
         QList<Piece> pieces;
         QCOMPARE(StateFiles::readPieces(pieces), StateFiles::ReadResult::unreadable);
         QVERIFY(StateFiles::writePieces({Piece::make("New", {})}));
-        const QStringList copies = QDir(Storage::root()).entryList({"pieces.unreadable-*.json"}, QDir::Files);
-        QCOMPARE(copies.size(), 1);
-        QCOMPARE(readFile(QDir(Storage::root()).filePath(copies.front())), corrupt);
-        QCOMPARE(StateFiles::lastKeptCopy(), QDir(Storage::root()).filePath(copies.front()));
+        const auto copies = [] { return QDir(Storage::root()).entryList({"pieces.unreadable-*.json"}, QDir::Files); };
+        QCOMPARE(copies().size(), 1);
+        const QString kept = QDir(Storage::root()).filePath(copies().front());
+        QCOMPARE(readBytes(kept), corrupt);
+        QCOMPARE(StateFiles::lastKeptCopy(), kept);
         // Only once: the following saves replace the now-valid file without further copies.
         QVERIFY(StateFiles::writePieces({}));
-        QCOMPARE(QDir(Storage::root()).entryList({"pieces.unreadable-*.json"}, QDir::Files).size(), 1);
+        QCOMPARE(copies().size(), 1);
     }
 };
 
