@@ -1,9 +1,4 @@
 #!/usr/bin/env bash
-# Builds and runs the render benchmark (Release, benchmarks on) in its own build folder.
-set -euo pipefail
-here="$(cd "$(dirname "$0")" && pwd)"
-root="$(cd "$here/../.." && pwd)"
-build="${VELORA_BENCH_BUILD:-$root/build-bench-render}"
-cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DVELORA_BENCH=ON -DVELORA_TESTS=OFF >/dev/null
-ninja -C "$build" -j2 bench_render
-QT_QPA_PLATFORM=offscreen "$build/bench/render/bench_render"
+# The render benchmark alone; see bench/run.sh. Arguments go to bench_render (--best, --runs N,
+# --only "STYLE LAYOUT", --dump DIR).
+exec bash "$(dirname "${BASH_SOURCE[0]}")/../run.sh" render "$@"
