@@ -1,4 +1,5 @@
 #include "frames.h"
+#include "case_texts.h"
 #include "layout.h"
 
 #include <cmath>
@@ -8,11 +9,7 @@ namespace velora {
 const FrameInsets FrameInsets::zero{};
 
 namespace {
-struct StyleTexts {
-    std::string_view raw, title, symbol, blurb;
-};
-
-constexpr StyleTexts styleTexts[] = {
+constexpr std::array<CaseTexts, 5> styleTexts = {{
     {"gallery", "Gallery", "photo.artframe",
      "A thin white mat and a soft shadow, like a print on a gallery wall."},
     {"instant", "Instant", "rectangle.bottomhalf.filled",
@@ -20,9 +17,9 @@ constexpr StyleTexts styleTexts[] = {
     {"film", "Film strip", "film", "A dark strip with sprocket holes you can see the desktop through."},
     {"bare", "Bare", "app", "Just the photo, with softly rounded corners."},
     {"tape", "Tape", "bandage", "A print stuck up with two strips of masking tape."},
-};
+}};
 
-const StyleTexts& texts(FrameStyle s) { return styleTexts[static_cast<int>(s)]; }
+const CaseTexts& texts(FrameStyle s) { return styleTexts[static_cast<int>(s)]; }
 } // namespace
 
 std::string_view rawValue(FrameStyle s) { return texts(s).raw; }
@@ -32,9 +29,7 @@ std::string_view symbol(FrameStyle s) { return texts(s).symbol; }
 
 std::optional<FrameStyle> frameStyleFromRaw(std::string_view raw)
 {
-    for (FrameStyle s : allFrameStyles)
-        if (rawValue(s) == raw) return s;
-    return std::nullopt;
+    return caseFromRaw<FrameStyle>(styleTexts, raw);
 }
 
 FrameInsets FrameMetrics::insets(FrameStyle style, Size content, bool vertical, bool caption)

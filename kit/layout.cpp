@@ -1,5 +1,7 @@
 #include "layout.h"
 
+#include "case_texts.h"
+
 #include <cmath>
 #include <numbers>
 #include <numeric>
@@ -7,20 +9,16 @@
 namespace velora {
 
 namespace {
-struct LayoutTexts {
-    std::string_view raw, title, symbol, blurb;
-};
-
-constexpr LayoutTexts layoutTexts[] = {
+constexpr std::array<CaseTexts, 6> layoutTexts = {{
     {"single", "Single", "photo", "One photo at a time"},
     {"row", "Row", "rectangle.split.3x1", "Side by side, equal height"},
     {"column", "Column", "rectangle.split.1x2", "Stacked, equal width"},
     {"justified", "Justified", "rectangle.3.group", "Neat rows that fill the width"},
     {"stack", "Stack", "square.stack", "A loose, fanned pile"},
     {"frieze", "Frieze", "film", "A strip of film"},
-};
+}};
 
-const LayoutTexts& texts(CollageLayout l) { return layoutTexts[static_cast<int>(l)]; }
+const CaseTexts& texts(CollageLayout l) { return layoutTexts[static_cast<int>(l)]; }
 
 std::vector<double> clamped(const std::vector<double>& aspects)
 {
@@ -48,9 +46,7 @@ std::string_view symbol(CollageLayout l) { return texts(l).symbol; }
 
 std::optional<CollageLayout> collageLayoutFromRaw(std::string_view raw)
 {
-    for (CollageLayout l : allCollageLayouts)
-        if (rawValue(l) == raw) return l;
-    return std::nullopt;
+    return caseFromRaw<CollageLayout>(layoutTexts, raw);
 }
 
 double LayoutMath::clamp(double aspect)
