@@ -5,14 +5,12 @@
 
 #include "piece_content.h"
 #include "piece_panel.h"
-#include "storage.h"
 
 #include <QApplication>
 #include <QMenu>
 #include <QPointer>
 #include <QSettings>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QWindow>
 
 using namespace velora;
@@ -20,49 +18,31 @@ using namespace velora::testing;
 
 namespace {
 
-struct Rig {
-    QTemporaryDir dir;
-    Studio studio;
-    FakeScreens screens{{mainDisplay(), leftDisplay()}};
-    DesktopController controller{studio, screens};
+// Real panels on two displays, without the grid, with a landscape and a portrait photo.
+struct PanelRig : Rig {
     QList<Photo> photos;
 
-    Rig()
+    PanelRig() : Rig({mainDisplay(), leftDisplay()}, false)
     {
-        Storage::setRoot(dir.path());
-        studio.setAllHidden(false);
         QSettings().setValue("snapToGrid", false);
-        photos = {photo(1500, 1000), photo(1000, 1500)};
-        studio.appendPhotos(photos);
+        photos = addPhotos({{1500, 1000}, {1000, 1500}});
     }
-    ~Rig() { QSettings().remove("snapToGrid"); }
+    ~PanelRig() { QSettings().remove("snapToGrid"); }
 
-    Piece add(QList<QUuid> ids, Point at, CollageLayout layout = CollageLayout::single)
+    // The piece placed on the main display and its panel.
+    std::pair<Piece, PiecePanel*> add(QList<QUuid> ids, Point at, CollageLayout layout = CollageLayout::single)
     {
-        Piece p = piece(ids, layout);
-        p.placements["MAIN"] = at;
-        QList<Piece> all = studio.pieces();
-        all.append(p);
-        studio.setPieces(all);
+        const Piece p = addPiece(ids, layout, {{"MAIN", at}});
         controller.start();
         controller.sync();
-        return p;
+        return {p, controller.panel(p.id)};
     }
-    const Piece& stored(const QUuid& id) const { return *studio.piece(id); }
 };
 
 // Mouse events through the window system layer, at a global position (the window moves under it).
 void mouse(QWidget* w, QTest::MouseAction action, QPoint global, Qt::MouseButton button = Qt::LeftButton)
 {
-    QWindow* window = w->windowHandle();
-    const QPoint local = global - window->geometry().topLeft();
-    switch (action) {
-    case QTest::MousePress: QTest::mousePress(window, button, {}, local); break;
-    case QTest::MouseRelease: QTest::mouseRelease(window, button, {}, local); break;
-    case QTest::MouseMove: QTest::mouseMove(window, local); break;
-    case QTest::MouseDClick: QTest::mouseDClick(window, button, {}, local); break;
-    case QTest::MouseClick: QTest::mouseClick(window, button, {}, local); break;
-    }
+    QTest::mouseEvent(action, w->windowHandle(), button, {}, global - w->windowHandle()->geometry().topLeft());
 }
 
 QStringList titles(const QMenu* menu)
@@ -79,18 +59,12 @@ class TestPiecePanel : public QObject {
 private slots:
     void aPanelIsAFramelessDesktopWindow()
     {
-        Rig rig;
-        const Piece p = rig.add({rig.photos[0].id}, {100, 300});
-        PiecePanel* panel = rig.controller.panel(p.id);
-        QVERIFY(panel);
-        QVERIFY(panel->isVisible());
-        const Qt::WindowFlags f = panel->windowFlags();
-        QVERIFY(f & Qt::FramelessWindowHint);
-        QVERIFY(f & Qt::WindowDoesNotAcceptFocus);
-        QVERIFY(f & Qt::WindowStaysOnBottomHint);
-        QVERIFY(panel->testAttribute(Qt::WA_TranslucentBackground));
-        QVERIFY(panel->testAttribute(Qt::WA_ShowWithoutActivating));
-        QVERIFY(!panel->isActiveWindow());
+        PanelRig rig;
+        const auto [p, panel] = rig.add({rig.photos[0].id}, {100, 300});
+        QVERIFY(panel && panel->isVisible() && !panel->isActiveWindow());
+        const auto flags = Qt::FramelessWindowHint | Qt::WindowDoesNotAcceptFocus | Qt::WindowStaysOnBottomHint;
+        QCOMPARE(panel->windowFlags() & flags, flags);
+        QVERIFY(panel->testAttribute(Qt::WA_TranslucentBackground) && panel->testAttribute(Qt::WA_ShowWithoutActivating));
         // Placed at its stored origin: y-up 300 is Qt y 900 − 300 − height.
         const Rect frame = panel->frame();
         QCOMPARE(panel->geometry(), QRect(100, int(900 - 300 - frame.height), int(frame.width), int(frame.height)));
@@ -98,34 +72,24 @@ private slots:
         QCOMPARE(panel->content()->image().deviceIndependentSize(), QSizeF(frame.width, frame.height));
     }
 
-    void aClickWithoutMovingChangesNothing()
-    {
-        Rig rig;
-        const Piece p = rig.add({rig.photos[0].id}, {300, 300});
-        PiecePanel* panel = rig.controller.panel(p.id);
-        const QRect before = panel->geometry();
-        QSignalSpy changed(&rig.studio, &Studio::changed);
-        const QPoint at = before.topLeft() + QPoint(60, 60);
-        mouse(panel, QTest::MousePress, at);
-        QVERIFY(panel->isDragging());
-        mouse(panel, QTest::MouseRelease, at);
-        QVERIFY(!panel->isDragging());
-        QVERIFY(!panel->isGliding());
-        QCOMPARE(panel->geometry(), before);
-        QCOMPARE(changed.count(), 0);
-    }
-
     void aDragFollowsTheMouseSnapsGlidesAndStores()
     {
-        Rig rig;
-        const Piece p = rig.add({rig.photos[0].id}, {300, 300});
-        PiecePanel* panel = rig.controller.panel(p.id);
+        PanelRig rig;
+        const auto [p, panel] = rig.add({rig.photos[0].id}, {300, 300});
         const double m = panel->margin();
         QVERIFY(m > 0);
         const QRect start = panel->geometry();
         const Rect frame0 = panel->frame();
         const qint64 renders = PieceContent::renderCount();
         QSignalSpy changed(&rig.studio, &Studio::changed);
+
+        // A click without moving changes nothing.
+        mouse(panel, QTest::MousePress, start.topLeft() + QPoint(60, 60));
+        QVERIFY(panel->isDragging());
+        mouse(panel, QTest::MouseRelease, start.topLeft() + QPoint(60, 60));
+        QVERIFY(!panel->isDragging() && !panel->isGliding());
+        QCOMPARE(panel->geometry(), start);
+        QCOMPARE(changed.count(), 0);
 
         // Left by enough that the visible piece ends 5 points right of the left edge line.
         const int dx = -int(300 + m - 16) + 5;
@@ -163,9 +127,8 @@ private slots:
 
     void droppingOnAnotherDisplayStoresItThere()
     {
-        Rig rig;
-        const Piece p = rig.add({rig.photos[0].id}, {300, 300});
-        PiecePanel* panel = rig.controller.panel(p.id);
+        PanelRig rig;
+        const auto [p, panel] = rig.add({rig.photos[0].id}, {300, 300});
         const QPoint grab = panel->geometry().topLeft() + QPoint(50, 50);
         mouse(panel, QTest::MousePress, grab);
         mouse(panel, QTest::MouseMove, grab + QPoint(-1000, 0));
@@ -181,9 +144,8 @@ private slots:
 
     void aDoubleClickOpensTheEditorAndStartsNoDrag()
     {
-        Rig rig;
-        const Piece p = rig.add({rig.photos[0].id}, {300, 300});
-        PiecePanel* panel = rig.controller.panel(p.id);
+        PanelRig rig;
+        const auto [p, panel] = rig.add({rig.photos[0].id}, {300, 300});
         const QRect before = panel->geometry();
         QSignalSpy changed(&rig.studio, &Studio::changed);
         mouse(panel, QTest::MouseDClick, before.topLeft() + QPoint(40, 40));
@@ -204,19 +166,15 @@ private slots:
 
     void theMenuHasItsItemsAndTheirActions()
     {
-        Rig rig;
-        const Piece one = rig.add({rig.photos[0].id}, {100, 100});
-        const Piece two = rig.add({rig.photos[0].id, QUuid::createUuid()}, {500, 100});
-        const Piece both = rig.add({rig.photos[0].id, rig.photos[1].id}, {900, 100});
-
-        std::unique_ptr<QMenu> menu(rig.controller.panel(one.id)->contextMenu());
+        PanelRig rig;
+        std::unique_ptr<QMenu> menu(rig.add({rig.photos[0].id}, {100, 100}).second->contextMenu());
         QCOMPARE(titles(menu.get()), (QStringList{"Edit in Velora\u2026", "—", "Lock in Place", "Hide This Piece"}));
         // Identifiers count, even one whose photo is gone.
-        menu.reset(rig.controller.panel(two.id)->contextMenu());
+        menu.reset(rig.add({rig.photos[0].id, QUuid::createUuid()}, {500, 100}).second->contextMenu());
         QCOMPARE(titles(menu.get()),
                  (QStringList{"Edit in Velora\u2026", "Next Photo", "—", "Lock in Place", "Hide This Piece"}));
 
-        PiecePanel* panel = rig.controller.panel(both.id);
+        const auto [both, panel] = rig.add({rig.photos[0].id, rig.photos[1].id}, {900, 100});
         menu.reset(panel->contextMenu());
         const qint64 renders = PieceContent::renderCount();
         menu->actions()[1]->trigger(); // Next Photo
@@ -249,9 +207,8 @@ private slots:
 
     void aRightPressPopsUpTheMenu()
     {
-        Rig rig;
-        const Piece p = rig.add({rig.photos[0].id}, {300, 300});
-        PiecePanel* panel = rig.controller.panel(p.id);
+        PanelRig rig;
+        const auto [p, panel] = rig.add({rig.photos[0].id}, {300, 300});
         mouse(panel, QTest::MousePress, panel->geometry().topLeft() + QPoint(30, 30), Qt::RightButton);
         QTRY_VERIFY(qobject_cast<QMenu*>(QApplication::activePopupWidget()));
         auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
@@ -263,9 +220,8 @@ private slots:
 
     void contentRedrawsOnlyForWhatShows()
     {
-        Rig rig;
-        const Piece p = rig.add({rig.photos[0].id, rig.photos[1].id}, {300, 300}, CollageLayout::row);
-        PiecePanel* panel = rig.controller.panel(p.id);
+        PanelRig rig;
+        const auto [p, panel] = rig.add({rig.photos[0].id, rig.photos[1].id}, {300, 300}, CollageLayout::row);
         const qint64 renders = PieceContent::renderCount();
         rig.studio.update(p.id, [](Piece& x) {
             x.name = "Renamed";

@@ -1,4 +1,5 @@
 // Snapping to edges and the soft grid, the "snapToGrid" setting, and the y-up screen coordinates.
+#include "fixtures.h"
 #include "testing.h"
 
 #include "desktop_controller.h"
@@ -6,7 +7,6 @@
 #include "snapping.h"
 
 #include <QDataStream>
-#include <QFile>
 #include <QSettings>
 #include <QTemporaryDir>
 
@@ -16,20 +16,6 @@ namespace {
 const Rect V{0, 0, 1440, 875};
 
 Point snap(const Rect& frame, double margin = 20, bool grid = true) { return Snapping::snapped(frame, margin, V, grid); }
-
-bool readTyped(QIODevice& device, QSettings::SettingsMap& map)
-{
-    QDataStream in(&device);
-    in >> map;
-    return in.status() == QDataStream::Ok;
-}
-
-bool writeTyped(QIODevice& device, const QSettings::SettingsMap& map)
-{
-    QDataStream out(&device);
-    out << map;
-    return out.status() == QDataStream::Ok;
-}
 } // namespace
 
 class TestSnapping : public QObject {
@@ -41,8 +27,10 @@ private slots:
     {
         // Left edge near; the top is 11 from the grid row at 491.
         QCOMPARE(snap({10, 300, 240, 200}), (Point{-4, 300}));
-        // Six points higher the visible top is 5 from it and goes there.
+        // Six points higher the visible top is 5 from it and goes there: edge on x, grid on y.
         QCOMPARE(snap({10, 306, 240, 200}), (Point{-4, 311}));
+        // Grid on x, top edge on y.
+        QCOMPARE(snap({245 - 20, 850 - 180, 240, 200}), (Point{240 - 20, 859 - 160 - 20}));
     }
 
     void edgeCaptureIsStrict()
@@ -93,14 +81,6 @@ private slots:
         QCOMPARE(q.y, 708.0 - 200);
     }
 
-    void edgeAndGridCombine()
-    {
-        // Left edge on x, grid on y.
-        QCOMPARE(snap({10, 306, 240, 200}), (Point{-4, 311}));
-        // Grid on x, top edge on y.
-        QCOMPARE(snap({245 - 20, 850 - 180, 240, 200}), (Point{240 - 20, 859 - 160 - 20}));
-    }
-
     void roundingHalvesAwayFromZero()
     {
         QCOMPARE(Snapping::roundAway(100.5), 101.0);
@@ -112,16 +92,10 @@ private slots:
     void theSettingIsABooleanOrTrue()
     {
         QVERIFY(DesktopController::snapToGrid()); // absent
-        QSettings().setValue("snapToGrid", false);
-        QVERIFY(!DesktopController::snapToGrid());
-        QSettings().setValue("snapToGrid", true);
-        QVERIFY(DesktopController::snapToGrid());
-        QSettings().setValue("snapToGrid", 0);
-        QVERIFY(DesktopController::snapToGrid());
-        QSettings().setValue("snapToGrid", QStringLiteral("no"));
-        QVERIFY(DesktopController::snapToGrid());
-        QSettings().setValue("snapToGrid", QVariantList{false});
-        QVERIFY(DesktopController::snapToGrid());
+        for (const QVariant& v : {QVariant(false), QVariant(true), QVariant(0), QVariant("no"), QVariant(QVariantList{false})}) {
+            QSettings().setValue("snapToGrid", v);
+            QCOMPARE(DesktopController::snapToGrid(), v.typeId() != QMetaType::Bool || v.toBool());
+        }
 
         // Read on every call: the snapping follows at once.
         QSettings().setValue("snapToGrid", false);
@@ -133,22 +107,13 @@ private slots:
     void textFilesKeepBooleansAsWords()
     {
         QTemporaryDir dir;
-        const auto check = [&](const QByteArray& line, bool expected) {
-            const QString path = dir.filePath("s.ini");
-            QFile f(path);
-            QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-            f.write("[General]\n" + line + "\n");
-            f.close();
-            const QSettings s(path, QSettings::IniFormat);
-            QCOMPARE(Snapping::readBool(s, "snapToGrid", true), expected);
-        };
-        check("snapToGrid=false", false); // how an INI file holds a Boolean
-        check("snapToGrid=true", true);
-        check("snapToGrid=False", true);
-        check("snapToGrid=0", true);
-        check("snapToGrid=no", true);
-        check("snapToGrid=", true);
-        check("other=false", true);
+        // "false" is how an INI file holds a Boolean; nothing else reads as one.
+        for (const char* line : {"snapToGrid=false", "snapToGrid=true", "snapToGrid=False", "snapToGrid=0",
+                                 "snapToGrid=no", "snapToGrid=", "other=false"}) {
+            QVERIFY(testing::writeBytes(dir.filePath("s.ini"), "[General]\n" + QByteArray(line) + "\n"));
+            const QSettings s(dir.filePath("s.ini"), QSettings::IniFormat);
+            QCOMPARE(Snapping::readBool(s, "snapToGrid", true), qstrcmp(line, "snapToGrid=false") != 0);
+        }
 
         // Written by QSettings itself and read from the file (another path, so that this process's
         // cache of the first does not answer).
@@ -164,7 +129,11 @@ private slots:
 
     void formatsThatKeepTypesNeedARealBoolean()
     {
-        const QSettings::Format typed = QSettings::registerFormat("vtyped", readTyped, writeTyped);
+        // A settings format that keeps the types of its values.
+        const QSettings::Format typed = QSettings::registerFormat(
+            "vtyped",
+            [](QIODevice& d, QSettings::SettingsMap& map) { QDataStream in(&d); in >> map; return in.status() == QDataStream::Ok; },
+            [](QIODevice& d, const QSettings::SettingsMap& map) { QDataStream out(&d); out << map; return out.status() == QDataStream::Ok; });
         QTemporaryDir dir;
         {
             QSettings s(dir.filePath("a.vtyped"), typed);
