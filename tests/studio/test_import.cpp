@@ -47,6 +47,13 @@ QList<QUuid> idsOf(const QList<Photo>& photos)
     return ids;
 }
 
+QStringList originals(const QList<Photo>& photos)
+{
+    QStringList paths;
+    for (const Photo& p : photos) paths.append(p.originalPath.value_or("-"));
+    return paths;
+}
+
 } // namespace
 
 class TestImport : public QObject {
@@ -95,43 +102,28 @@ private slots:
         QVERIFY(!studio.importing());
         QCOMPARE(importingSeen.first(), true);
         QCOMPARE(photoChanges.size(), 1); // appended in one change
-
-        QCOMPARE(studio.photos().size(), 3);
         QCOMPARE(studio.importMessage(), std::optional<QString>("Added 2 photos to your library."));
         // The known photo first, then the new ones in name order.
-        QCOMPARE(result.size(), 3);
         QCOMPARE(result[0], first[0]);
-        QCOMPARE(result[1].originalPath, std::optional<QString>(a));
-        QCOMPARE(result[2].originalPath, std::optional<QString>(c));
+        QCOMPARE(originals(result), (QStringList{b, a, c}));
         QCOMPARE(result[1].title, QString("a"));
-        QCOMPARE(result[2], studio.photos().last());
+        QCOMPARE(result.mid(1), studio.photos().mid(1));
         QCOMPARE(result[2].photosIdentifier, std::nullopt);
         QCOMPARE(photoFiles().size(), 6);
 
         // Only known files: nothing added, the message cleared, the known photos returned.
         studio.setImportMessage(QStringLiteral("old"));
-        const QList<Photo> again = importAndWait(studio, {file("pick")});
+        QCOMPARE(originals(importAndWait(studio, {file("pick")})), (QStringList{a, b, c}));
         QCOMPARE(studio.photos().size(), 3);
         QCOMPARE(studio.importMessage(), std::nullopt);
-        QCOMPARE(again.size(), 3);
-        QCOMPARE(again[0].originalPath, std::optional<QString>(a));
-        QCOMPARE(again[1].originalPath, std::optional<QString>(b));
         QVERIFY(!studio.importing());
 
-        // A copy at another path is new.
-        QVERIFY(QDir().mkpath(file("copy")));
-        QVERIFY(QFile::copy(a, file("copy/a.jpg")));
-        QCOMPARE(importAndWait(studio, {file("copy/a.jpg")}).size(), 1);
-        QCOMPARE(studio.photos().size(), 4);
-    }
-
-    void titles()
-    {
-        Studio studio;
-        const QList<Photo> photos = importAndWait(studio, {jpeg("t/Summer.in.Rome.JPG"), jpeg("t/plain.jpeg")});
-        QCOMPARE(photos.size(), 2);
-        QCOMPARE(photos[0].title, QString("plain"));
-        QCOMPARE(photos[1].title, QString("Summer.in.Rome"));
+        // A copy at another path is new; titles are the names without their last extension.
+        QVERIFY(QDir().mkpath(file("copy")) && QFile::copy(a, file("copy/Summer.in.Rome.JPG")));
+        const QList<Photo> copied = importAndWait(studio, {file("copy/Summer.in.Rome.JPG"), jpeg("copy/plain.jpeg")});
+        QCOMPARE(studio.photos().size(), 5);
+        QCOMPARE(copied[0].title, QString("plain"));
+        QCOMPARE(copied[1].title, QString("Summer.in.Rome"));
     }
 
     void nothingFound()
@@ -143,9 +135,8 @@ private slots:
         QList<bool> importingSeen;
         connect(&studio, &Studio::changed, this, [&] { importingSeen.append(studio.importing()); });
         bool called = false;
-        const QList<Photo> result = importAndWait(studio, {file("texts"), file("missing")}, &called);
+        QVERIFY(importAndWait(studio, {file("texts"), file("missing")}, &called).isEmpty());
         QVERIFY(called);
-        QVERIFY(result.isEmpty());
         QCOMPARE(studio.importMessage(), std::optional<QString>(noneFound));
         QVERIFY(!importingSeen.contains(true));
         QVERIFY(studio.photos().isEmpty());
@@ -174,8 +165,7 @@ private slots:
         QCOMPARE(filesBefore.size(), 2);
 
         QVERIFY(samples::writeBytes(file(name), bytes));
-        const QList<Photo> result = importAndWait(studio, {file(name)});
-        QVERIFY(result.isEmpty());
+        QVERIFY(importAndWait(studio, {file(name)}).isEmpty());
         QCOMPARE(studio.importMessage(), std::optional<QString>(couldntRead));
         QVERIFY(!studio.importing());
         QCOMPARE(studio.photos(), existing);
@@ -197,20 +187,19 @@ private slots:
         const QList<Photo> photos = importAndWait(studio, {big, turned});
         QCOMPARE(photos.size(), 2);
 
-        QCOMPARE(photos[0].pixelWidth, 2400);
-        QCOMPARE(photos[0].pixelHeight, 1600);
-        QCOMPARE(QImageReader(*Storage::photoPath(photos[0].fileName)).size(), QSize(2400, 1600));
-        QCOMPARE(QImageReader(*Storage::photoPath(photos[0].thumbName)).size(), QSize(640, 426));
+        const auto sizeOf = [](const QString& name) { return QImageReader(*Storage::photoPath(name)).size(); };
+        QCOMPARE(QSize(photos[0].pixelWidth, photos[0].pixelHeight), QSize(2400, 1600));
+        QCOMPARE(sizeOf(photos[0].fileName), QSize(2400, 1600));
+        QCOMPARE(sizeOf(photos[0].thumbName), QSize(640, 426));
 
-        QCOMPARE(photos[1].pixelWidth, 600);
-        QCOMPARE(photos[1].pixelHeight, 900);
+        QCOMPARE(QSize(photos[1].pixelWidth, photos[1].pixelHeight), QSize(600, 900));
         QImageReader reader(*Storage::photoPath(photos[1].fileName));
         reader.setAutoTransform(false); // the copy itself must be upright, not merely tagged
         const QImage stored = reader.read();
         QCOMPARE(stored.size(), QSize(600, 900));
-        QVERIFY(qRed(stored.pixel(300, 150)) > 150 && qBlue(stored.pixel(300, 150)) < 90);
+        QVERIFY(samples::isLeftTint(stored.pixel(300, 150)));
         QVERIFY(qBlue(stored.pixel(300, 750)) > 150);
-        QCOMPARE(QImageReader(*Storage::photoPath(photos[1].thumbName)).size(), QSize(426, 640));
+        QCOMPARE(sizeOf(photos[1].thumbName), QSize(426, 640));
     }
 
     void mainLoopKeepsTurning()
@@ -294,12 +283,10 @@ private slots:
         FileChooserDialog dialog;
         QCOMPARE(dialog.windowTitle(), QString("Choose photos, or a folder of photos."));
         QCOMPARE(dialog.labelText(QFileDialog::Accept), QString("Add"));
-        QCOMPARE(dialog.fileMode(), QFileDialog::ExistingFiles);
-        QVERIFY(dialog.testOption(QFileDialog::DontUseNativeDialog));
+        QVERIFY(dialog.fileMode() == QFileDialog::ExistingFiles && dialog.testOption(QFileDialog::DontUseNativeDialog));
         dialog.setDirectory(file("choose"));
         auto* list = dialog.findChild<QListView*>("listView");
-        QVERIFY(list);
-        auto* model = qobject_cast<QFileSystemModel*>(list->model());
+        auto* model = list ? qobject_cast<QFileSystemModel*>(list->model()) : nullptr;
         QVERIFY(model);
         const QModelIndex root = model->index(file("choose"));
         // Folders and images are listed; other files are not.
