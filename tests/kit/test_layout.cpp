@@ -17,13 +17,13 @@ private slots:
     {
         const char* raws[] = {"single", "row", "column", "justified", "stack", "frieze"};
         const char* titles[] = {"Single", "Row", "Column", "Justified", "Stack", "Frieze"};
+        QCOMPARE(allCollageLayouts.size(), std::size(raws));
         for (size_t i = 0; i < allCollageLayouts.size(); ++i) {
             QCOMPARE(rawValue(allCollageLayouts[i]), std::string_view(raws[i]));
             QCOMPARE(title(allCollageLayouts[i]), std::string_view(titles[i]));
             QCOMPARE(collageLayoutFromRaw(raws[i]), std::optional(allCollageLayouts[i]));
         }
         QCOMPARE(blurb(CollageLayout::stack), std::string_view("A loose, fanned pile"));
-        QCOMPARE(symbol(CollageLayout::justified), std::string_view("rectangle.3.group"));
         QVERIFY(!collageLayoutFromRaw("grid"));
     }
 
@@ -44,21 +44,16 @@ private slots:
     {
         const double inf = std::numeric_limits<double>::infinity();
         for (double bad : {0.0, -1.0, inf, -inf, std::nan("")}) QCOMPARE(LayoutMath::clamp(bad), 1.0);
-        QCOMPARE(LayoutMath::clamp(0.1), 0.2);
-        QCOMPARE(LayoutMath::clamp(7), 5.0);
-        QCOMPARE(LayoutMath::clamp(0.2), 0.2);
-        QCOMPARE(LayoutMath::clamp(5.0), 5.0);
+        for (const auto& [in, out] : {std::pair{0.1, 0.2}, {0.2, 0.2}, {7.0, 5.0}, {5.0, 5.0}}) QCOMPARE(LayoutMath::clamp(in), out);
     }
 
-    void rowHeightUsesAspectsAsGiven()
+    void rowsAndColumns()
     {
+        // Row heights use the aspects as given; the available width floors at 1.
         QCOMPARE(LayoutMath::rowHeight({1.5, 1.0, 0.5}, 300, 10), 280.0 / 3.0);
         QCOMPARE(LayoutMath::rowHeight({}, 300, 10), std::numeric_limits<double>::infinity());
-        QCOMPARE(LayoutMath::rowHeight({10}, 0.5, 10), 0.1); // available width floors at 1
-    }
-
-    void rowEndsExactlyAtTheWidth()
-    {
+        QCOMPARE(LayoutMath::rowHeight({10}, 0.5, 10), 0.1);
+        // A row ends exactly at the width.
         const Arrangement a = LayoutMath::row({1.5, 1.0, 0.5}, 300, 10);
         const double h = 280.0 / 3.0;
         QCOMPARE(a.tiles.size(), size_t(3));
@@ -67,14 +62,11 @@ private slots:
         QVERIFY(near(a.tiles[2].frame.x, 253.33333333333334));
         QCOMPARE(a.tiles[2].frame.maxX(), 300.0);
         QCOMPARE(a.size, (Size{300, h}));
-    }
-
-    void columnStacksEqualWidths()
-    {
-        const Arrangement a = LayoutMath::column({2, 0.5}, 100, 4);
-        QCOMPARE(a.tiles[0].frame, (Rect{0, 0, 100, 50}));
-        QCOMPARE(a.tiles[1].frame, (Rect{0, 54, 100, 200}));
-        QCOMPARE(a.size, (Size{100, 254}));
+        // A column stacks equal widths.
+        const Arrangement c = LayoutMath::column({2, 0.5}, 100, 4);
+        QCOMPARE(c.tiles[0].frame, (Rect{0, 0, 100, 50}));
+        QCOMPARE(c.tiles[1].frame, (Rect{0, 54, 100, 200}));
+        QCOMPARE(c.size, (Size{100, 254}));
     }
 
     void justifiedBreaksAndCentresTheLastRow()
@@ -97,32 +89,23 @@ private slots:
         QVERIFY(near(three.tiles[2].frame.x, 126.92307692307693));
         const Arrangement left = LayoutMath::justified({1.5, 1.5, 1.5}, 600, target, 8, false);
         QCOMPARE(left.tiles[2].frame.x, 0.0);
-    }
 
-    void aSingleRowIsAlwaysStretched()
-    {
-        const Arrangement a = LayoutMath::justified({0.5}, 600, 100, 8, true);
-        QCOMPARE(a.tiles[0].frame, (Rect{0, 0, 600, 1200}));
-    }
-
-    void tiesGoToIncludingThePhoto()
-    {
-        // Width 200, target 100, no spacing: [1] then [1, 1] fills exactly; cost equal at both.
-        const auto rows = LayoutMath::justifiedRows({1, 1, 1, 1}, 200, 100, 0);
-        QCOMPARE(rows, (std::vector<std::vector<int>>{{0, 1}, {2, 3}}));
-    }
-
-    void stackOfOneIsTheCard()
-    {
-        const Arrangement a = LayoutMath::stack({1.5}, 300, 42);
-        QCOMPARE(a.tiles.size(), size_t(1));
-        QCOMPARE(a.tiles[0].rotation, 0.0);
-        QCOMPARE(a.tiles[0].frame, (Rect{0, 0, 300, 200}));
-        QCOMPARE(a.size, (Size{300, 200}));
+        // A single row is always stretched.
+        QCOMPARE(LayoutMath::justified({0.5}, 600, 100, 8, true).tiles[0].frame, (Rect{0, 0, 600, 1200}));
+        // Ties go to including the photo: width 200, target 100, no spacing: [1] then [1, 1] fills
+        // exactly; cost equal at both.
+        QCOMPARE(LayoutMath::justifiedRows({1, 1, 1, 1}, 200, 100, 0), (std::vector<std::vector<int>>{{0, 1}, {2, 3}}));
     }
 
     void stackFansDeterministicallyFromItsSeed()
     {
+        // One card is the card, unturned.
+        const Arrangement one = LayoutMath::stack({1.5}, 300, 42);
+        QCOMPARE(one.tiles.size(), size_t(1));
+        QCOMPARE(one.tiles[0].rotation, 0.0);
+        QCOMPARE(one.tiles[0].frame, (Rect{0, 0, 300, 200}));
+        QCOMPARE(one.size, (Size{300, 200}));
+
         const std::vector<double> aspects{1.5, 0.75, 1.0};
         const Arrangement a = LayoutMath::stack(aspects, 400, 7);
         QCOMPARE(LayoutMath::stack(aspects, 400, 7), a);
@@ -144,17 +127,11 @@ private slots:
         QVERIFY(near(two.tiles[0].frame.width, first.width));
     }
 
-    void emptyInputKeepsAFourByThreeBody()
-    {
-        for (CollageLayout l : allCollageLayouts) {
-            const Arrangement a = LayoutMath::arrange(l, {}, 400, 8, false, 3);
-            QVERIFY(a.tiles.empty());
-            QCOMPARE(a.size, (Size{400, 300}));
-        }
-    }
-
     void arrangeDispatches()
     {
+        // Empty input keeps a four-by-three body.
+        for (CollageLayout l : allCollageLayouts)
+            QCOMPARE(LayoutMath::arrange(l, {}, 400, 8, false, 3), (Arrangement{{}, {400, 300}}));
         const std::vector<double> aspects{1.5, 1.0};
         QCOMPARE(LayoutMath::arrange(CollageLayout::single, aspects, 300, 9, false, 1),
                  LayoutMath::column({1.5}, 300, 0));
