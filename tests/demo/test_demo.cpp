@@ -1,3 +1,4 @@
+#include "fixtures.h"
 #include "testing.h"
 
 #include "demo_art.h"
@@ -5,9 +6,7 @@
 #include "storage.h"
 #include "studio.h"
 
-#include <QCryptographicHash>
 #include <QDir>
-#include <QFile>
 #include <QImage>
 #include <QImageReader>
 #include <QTemporaryDir>
@@ -28,13 +27,6 @@ int starLikeDots(const QImage& image)
             if (g - around > 40) ++count;
         }
     return count;
-}
-
-QByteArray fileHash(const QString& path)
-{
-    QFile f(path);
-    if (!f.open(QIODevice::ReadOnly)) return {};
-    return QCryptographicHash::hash(f.readAll(), QCryptographicHash::Sha1);
 }
 } // namespace
 
@@ -62,12 +54,9 @@ private slots:
         QVERIFY(!DemoArt::scene(0, 100, DemoArt::palettes[0], 1));
         QVERIFY(!DemoArt::scene(100, -3, DemoArt::palettes[0], 1));
         QVERIFY(!DemoArt::scene(1 << 20, 1 << 20, DemoArt::palettes[0], 1));
-    }
 
-    void sceneIsUprightAndOpaque()
-    {
-        // Origin bottom-left: the horizon colour at the bottom edge (under the hills, the nearest
-        // hill), the top sky colour at the top.
+        // Upright and opaque. Origin bottom-left: the horizon colour at the bottom edge (under the
+        // hills, the nearest hill), the top sky colour at the top.
         const auto img = DemoArt::scene(400, 300, DemoArt::palettes[1], 5);
         QVERIFY(img);
         QCOMPARE(QColor(img->pixel(2, 299)).name(), QColor(0x16514f).name());
@@ -115,20 +104,19 @@ private slots:
         mine.fill(Qt::red);
         const QString first = *Storage::photoPath(QStringLiteral("sample-0.jpg"));
         QVERIFY(mine.save(first, "JPG"));
-        const QByteArray before = fileHash(first);
+        const QByteArray before = testing::readBytes(first);
 
         const QList<Photo>& samples = DemoArt::samples();
         QCOMPARE(samples.size(), 7);
         QCOMPARE(&DemoArt::samples(), &samples);
-        QCOMPARE(fileHash(first), before);
+        QCOMPARE(testing::readBytes(first), before);
         QCOMPARE(samples[0].pixelWidth, 10);
         for (int i = 0; i < 7; ++i) {
             QCOMPARE(samples[i].fileName, QStringLiteral("sample-%1.jpg").arg(i));
             QCOMPARE(samples[i].thumbName, QStringLiteral("sample-%1-s.jpg").arg(i));
             QCOMPARE(samples[i].title, QString::fromUtf8(DemoArt::sizes[i].title));
         }
-        const QSize painted = QImageReader(*Storage::photoPath(samples[6].fileName)).size();
-        QCOMPARE(painted, QSize(1050, 450));
+        QCOMPARE(QImageReader(*Storage::photoPath(samples[6].fileName)).size(), QSize(1050, 450));
         const QSize thumb = QImageReader(*Storage::photoPath(samples[6].thumbName)).size();
         QCOMPARE(std::max(thumb.width(), thumb.height()), 480);
     }
@@ -139,15 +127,9 @@ private slots:
         Storage::setRoot(QDir(dir).filePath(QStringLiteral("data")));
         Studio::shared().load();
         QCOMPARE(Snapshotter::run(dir), 0);
-        int pieces = 0;
         for (FrameStyle s : allFrameStyles)
-            for (CollageLayout l : allCollageLayouts) {
-                const QImage img(QDir(dir).filePath(
-                    QStringLiteral("piece-%1-%2.png").arg(qRawValue(s), qRawValue(l))));
-                QVERIFY(!img.isNull());
-                ++pieces;
-            }
-        QCOMPARE(pieces, 30);
+            for (CollageLayout l : allCollageLayouts)
+                QVERIFY(!QImage(QDir(dir).filePath(QStringLiteral("piece-%1-%2.png").arg(qRawValue(s), qRawValue(l)))).isNull());
         for (const char* extra : {"piece-empty.png", "piece-slideshow-0.png", "piece-slideshow-1.png",
                                   "piece-slideshow-crossfade.png", "contact-sheet.png"})
             QVERIFY2(!QImage(QDir(dir).filePath(QLatin1String(extra))).isNull(), extra);

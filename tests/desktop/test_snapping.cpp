@@ -81,14 +81,6 @@ private slots:
         QCOMPARE(q.y, 708.0 - 200);
     }
 
-    void roundingHalvesAwayFromZero()
-    {
-        QCOMPARE(Snapping::roundAway(100.5), 101.0);
-        QCOMPARE(Snapping::roundAway(-100.5), -101.0);
-        QCOMPARE(Snapping::roundAway(50.4), 50.0);
-        QCOMPARE(Snapping::roundAway(-0.4), 0.0);
-    }
-
     void theSettingIsABooleanOrTrue()
     {
         QVERIFY(DesktopController::snapToGrid()); // absent

@@ -45,6 +45,7 @@ private:
     QProcess m_wm;
     QProcess m_probe;
     QString m_display;
+    QProcessEnvironment m_env = QProcessEnvironment::systemEnvironment();
     xcb_connection_t* m_c = nullptr;
     xcb_window_t m_root = 0;
     QString m_probeOutput;
@@ -110,6 +111,21 @@ private:
         xcb_flush(m_c);
     }
 
+    // Presses at `from`, moves through `path` and releases, with the real pointer.
+    bool drag(const QString& xdotool, QPoint from, std::initializer_list<QPoint> path)
+    {
+        QStringList args;
+        const auto move = [&](QPoint p) { args << "mousemove" << "--sync" << QString::number(p.x()) << QString::number(p.y()); };
+        move(from);
+        args << "mousedown" << "1";
+        for (const QPoint p : path) move(p);
+        args << "mouseup" << "1";
+        QProcess x;
+        x.setProcessEnvironment(m_env);
+        x.start(xdotool, args);
+        return x.waitForFinished(10000);
+    }
+
     QString waitForLine(const QString& prefix, int ms)
     {
         QElapsedTimer t;
@@ -148,18 +164,17 @@ private slots:
         QVERIFY2(m_c && !xcb_connection_has_error(m_c), "cannot connect to Xvfb");
         m_root = xcb_setup_roots_iterator(xcb_get_setup(m_c)).data->root;
 
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert("DISPLAY", m_display);
-        env.insert("XDG_CONFIG_HOME", m_home.filePath("config"));
-        env.insert("XDG_DATA_HOME", m_home.filePath("data"));
-        env.insert("QT_QPA_PLATFORM", "xcb");
-        env.remove("WAYLAND_DISPLAY");
-        m_wm.setProcessEnvironment(env);
+        m_env.insert("DISPLAY", m_display);
+        m_env.insert("XDG_CONFIG_HOME", m_home.filePath("config"));
+        m_env.insert("XDG_DATA_HOME", m_home.filePath("data"));
+        m_env.insert("QT_QPA_PLATFORM", "xcb");
+        m_env.remove("WAYLAND_DISPLAY");
+        m_wm.setProcessEnvironment(m_env);
         m_wm.start(openbox, {});
         QVERIFY2(m_wm.waitForStarted(5000), "openbox did not start");
         QTRY_VERIFY_WITH_TIMEOUT(!property(m_root, "_NET_SUPPORTING_WM_CHECK").empty(), 10000);
 
-        m_probe.setProcessEnvironment(env);
+        m_probe.setProcessEnvironment(m_env);
         m_probe.setProcessChannelMode(QProcess::ForwardedErrorChannel);
         m_probe.start(QStringLiteral(VELORA_X11_PROBE), {m_home.filePath("library"), QString::number(rootColour, 16)});
         QVERIFY2(m_probe.waitForStarted(5000), "the probe did not start");
@@ -171,9 +186,8 @@ private slots:
         QVERIFY2(!ready.isEmpty(), qPrintable("the probe did not get ready: " + m_probeOutput));
         const QStringList f = ready.split(' ');
         QCOMPARE(f.size(), 6);
-        const auto panel = xcb_window_t(f[1].toULongLong());
-        const auto normal = xcb_window_t(f[2].toULongLong());
-        const double margin = f[3].toDouble();
+        const auto panel = xcb_window_t(f[1].toULongLong()), normal = xcb_window_t(f[2].toULongLong());
+        const int m = int(f[3].toDouble()); // the piece's margin
         QTest::qWait(500);
 
         // Stacking: the window manager's list runs bottom to top.
@@ -197,15 +211,12 @@ private slots:
 
         // On screen: the frame drawn, the desktop through the transparent border, the ordinary
         // window over the piece.
-        const QRect pg = rootGeometry(panel);
-        const QRect ng = rootGeometry(normal);
+        const QRect pg = rootGeometry(panel), ng = rootGeometry(normal);
         QVERIFY(pg.isValid() && ng.isValid());
         const QImage shot = screenshot();
-        QVERIFY(!shot.isNull());
         const QString file = QDir(QCoreApplication::applicationDirPath()).filePath("x11-desktop.png");
-        QVERIFY(shot.save(file));
+        QVERIFY(!shot.isNull() && shot.save(file));
         qInfo("screenshot: %s", qPrintable(file));
-        const int m = int(margin);
         const QRgb corner = shot.pixel(pg.x() + 1, pg.y() + 1);
         QVERIFY2(near(corner, rootQColor, 0), qPrintable("transparent corner shows " + describe(corner)));
         const QRgb mat = shot.pixel(pg.x() + m + 4, pg.center().y());
@@ -229,18 +240,9 @@ private slots:
         if (xdotool.isEmpty()) QSKIP("xdotool is not installed; the drag is not tried");
         const QPoint grab = pg.topLeft() + QPoint(m + 30, m + 30);
         const QPoint by(-60, 50);
-        QProcess drag;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert("DISPLAY", m_display);
-        drag.setProcessEnvironment(env);
-        drag.start(xdotool, {"mousemove", "--sync", QString::number(grab.x()), QString::number(grab.y()), "mousedown", "1",
-                             "mousemove", "--sync", QString::number(grab.x() + by.x() / 2), QString::number(grab.y() + by.y() / 2),
-                             "mousemove", "--sync", QString::number(grab.x() + by.x()), QString::number(grab.y() + by.y()),
-                             "mouseup", "1"});
-        QVERIFY(drag.waitForFinished(10000));
+        QVERIFY(drag(xdotool, grab, {grab + by / 2, grab + by}));
         QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(panel).topLeft(), pg.topLeft() + by, 5000);
-        const QString placed = waitForLine("PLACED", 5000);
-        QCOMPARE(placed, QStringLiteral("PLACED %1 %2").arg(200 + by.x()).arg(300 - by.y()));
+        QCOMPARE(waitForLine("PLACED", 5000), QStringLiteral("PLACED %1 %2").arg(200 + by.x()).arg(300 - by.y()));
         screenshot().save(QDir(QCoreApplication::applicationDirPath()).filePath("x11-desktop-dragged.png"));
 
         // Locked, the piece lets the pointer through: the same drag moves nothing.
@@ -248,10 +250,7 @@ private slots:
         QCOMPARE(waitForLine("LOCKED", 5000), QStringLiteral("LOCKED 1"));
         const QRect lockedAt = rootGeometry(panel);
         const QPoint grab2 = lockedAt.topLeft() + QPoint(m + 45, m + 40); // not where the pointer is
-        drag.start(xdotool, {"mousemove", "--sync", QString::number(grab2.x()), QString::number(grab2.y()), "mousedown", "1",
-                             "mousemove", "--sync", QString::number(grab2.x() + 80), QString::number(grab2.y() + 60),
-                             "mouseup", "1"});
-        QVERIFY(drag.waitForFinished(10000));
+        QVERIFY(drag(xdotool, grab2, {grab2 + QPoint(80, 60)}));
         QTest::qWait(600);
         QCOMPARE(rootGeometry(panel), lockedAt);
         QVERIFY(viewable(panel));
