@@ -159,13 +159,20 @@ int main(int argc, char** argv)
     }
 
     QTextStream err(stderr);
-    if (parser.isSet(demo)) {
+    // A first start with nothing to show opens the demo library instead, so framed pieces appear at
+    // once; the user's own library begins with the first photos they add.
+    const bool firstStart = !QFileInfo::exists(Storage::libraryFile()) && !QFileInfo::exists(Storage::piecesFile());
+    const bool useDemo = parser.isSet(demo) || (firstStart && parser.positionalArguments().isEmpty());
+    if (useDemo) {
+        if (!parser.isSet(demo))
+            err << "Velora: your library is empty, so the demo library is shown. Add your own photos with "
+                   "`velora <photos or folders>`.\n";
         Storage::setRoot(DemoLibrary::root());
         err << "Velora: demo library in " << QDir::toNativeSeparators(Storage::root()) << "\n";
     }
     Studio& studio = Studio::shared();
     studio.load();
-    if (parser.isSet(demo)) DemoLibrary::seed(studio, mainScreen());
+    if (useDemo) DemoLibrary::seed(studio, mainScreen());
     studio.setFileChooser([] { return chooseFilesWithDialog(); });
 
     // Photos or folders named on the command line become a new piece on the desktop.
