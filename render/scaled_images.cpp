@@ -89,61 +89,44 @@ QImage ScaledImages::get(const QImage& image, const QRect& source, const QSize& 
     const Key key{image.cacheKey(), source.intersected(image.rect()), size};
     {
         QMutexLocker lock(&m_mutex);
-        auto it = m_entries.find(key);
-        if (it != m_entries.end()) {
-            m_order.splice(m_order.begin(), m_order, it->second.position);
-            return it->second.image;
-        }
+        if (std::optional<QImage> hit = m_images.get(key)) return *hit;
     }
     QImage scaled = scale(image, source, size);
     if (scaled.isNull()) return {};
     QMutexLocker lock(&m_mutex);
     ++m_scalings;
-    if (m_entries.find(key) == m_entries.end()) {
-        m_order.push_front(key);
-        m_entries.emplace(key, Entry{scaled, m_order.begin()});
-        m_bytes += scaled.sizeInBytes();
-        trim();
-    }
+    if (!m_images.contains(key)) m_images.insert(key, scaled, scaled.sizeInBytes());
     return scaled;
-}
-
-void ScaledImages::trim()
-{
-    // The newest entry stays even when it alone passes the budget: it is being drawn.
-    while (m_bytes > m_budget && m_order.size() > 1) {
-        auto it = m_entries.find(m_order.back());
-        m_bytes -= it->second.image.sizeInBytes();
-        m_entries.erase(it);
-        m_order.pop_back();
-    }
 }
 
 int ScaledImages::count() const
 {
     QMutexLocker lock(&m_mutex);
-    return static_cast<int>(m_entries.size());
+    return m_images.size();
 }
 
 qsizetype ScaledImages::bytes() const
 {
     QMutexLocker lock(&m_mutex);
-    return m_bytes;
+    return m_images.cost();
+}
+
+qsizetype ScaledImages::budget() const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_images.costLimit();
 }
 
 void ScaledImages::setBudget(qsizetype budget)
 {
     QMutexLocker lock(&m_mutex);
-    m_budget = std::max<qsizetype>(budget, 0);
-    trim();
+    m_images.setCostLimit(std::max<qsizetype>(budget, 0));
 }
 
 void ScaledImages::clear()
 {
     QMutexLocker lock(&m_mutex);
-    m_entries.clear();
-    m_order.clear();
-    m_bytes = 0;
+    m_images.clear();
 }
 
 int ScaledImages::scalings() const

@@ -7,8 +7,7 @@
 #include <QRect>
 #include <QSize>
 
-#include <list>
-#include <unordered_map>
+#include "lru_cache.h"
 
 namespace velora {
 
@@ -16,7 +15,10 @@ class ScaledImages {
 public:
     static ScaledImages& shared();
 
-    explicit ScaledImages(qsizetype budget = 96 * 1024 * 1024) : m_budget(budget) {}
+    explicit ScaledImages(qsizetype budget = 96 * 1024 * 1024)
+        : m_images(LruCache<Key, QImage, KeyHash>::unlimited, budget)
+    {
+    }
     ScaledImages(const ScaledImages&) = delete;
     ScaledImages& operator=(const ScaledImages&) = delete;
 
@@ -31,7 +33,7 @@ public:
 
     int count() const;
     qsizetype bytes() const;
-    qsizetype budget() const { return m_budget; }
+    qsizetype budget() const;
     void setBudget(qsizetype budget);
     void clear();
     // Scalings made since the start (misses), for tests and benchmarks.
@@ -47,17 +49,9 @@ private:
     struct KeyHash {
         size_t operator()(const Key& k) const noexcept;
     };
-    struct Entry {
-        QImage image;
-        std::list<Key>::iterator position;
-    };
-    void trim();
 
     mutable QMutex m_mutex;
-    std::list<Key> m_order; // newest first
-    std::unordered_map<Key, Entry, KeyHash> m_entries;
-    qsizetype m_bytes = 0;
-    qsizetype m_budget;
+    LruCache<Key, QImage, KeyHash> m_images; // cost: bytes
     int m_scalings = 0;
 };
 

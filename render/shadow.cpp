@@ -1,13 +1,13 @@
 #include "shadow.h"
 
-#include <QHash>
+#include "lru_cache.h"
+
 #include <QMutex>
 #include <QMutexLocker>
 #include <QPainter>
 
 #include <algorithm>
 #include <cmath>
-#include <list>
 #include <optional>
 #include <vector>
 
@@ -258,47 +258,27 @@ public:
     std::optional<Mask> find(const QByteArray& key)
     {
         QMutexLocker lock(&m_mutex);
-        auto it = m_entries.find(key);
-        if (it == m_entries.end()) return std::nullopt;
-        m_order.splice(m_order.begin(), m_order, it->position);
-        return it->mask;
+        return m_masks.get(key);
     }
     void insert(const QByteArray& key, const Mask& mask)
     {
         QMutexLocker lock(&m_mutex);
-        if (m_entries.contains(key)) return;
-        m_order.push_front(key);
-        m_entries.insert(key, {mask, m_order.begin()});
-        m_bytes += mask.tinted.sizeInBytes();
-        while ((m_bytes > maskBudget || m_entries.size() > maskLimit) && m_order.size() > 1) {
-            auto it = m_entries.find(m_order.back());
-            m_bytes -= it->mask.tinted.sizeInBytes();
-            m_entries.erase(it);
-            m_order.pop_back();
-        }
+        if (!m_masks.contains(key)) m_masks.insert(key, mask, mask.tinted.sizeInBytes());
     }
     int count()
     {
         QMutexLocker lock(&m_mutex);
-        return static_cast<int>(m_entries.size());
+        return m_masks.size();
     }
     void clear()
     {
         QMutexLocker lock(&m_mutex);
-        m_entries.clear();
-        m_order.clear();
-        m_bytes = 0;
+        m_masks.clear();
     }
 
 private:
-    struct Entry {
-        Mask mask;
-        std::list<QByteArray>::iterator position;
-    };
     QMutex m_mutex;
-    std::list<QByteArray> m_order; // newest first
-    QHash<QByteArray, Entry> m_entries;
-    qsizetype m_bytes = 0;
+    LruCache<QByteArray, Mask> m_masks{maskLimit, maskBudget};
 };
 
 QByteArray maskKey(const QPainterPath& shape, const QTransform& toDevice, qreal radius, QPointF offset,

@@ -1,27 +1,23 @@
 #include "text_images.h"
 
+#include "lru_cache.h"
+
 #include <QFontMetricsF>
-#include <QHash>
 #include <QMutex>
 #include <QMutexLocker>
 #include <QPaintDevice>
 #include <QPainter>
 
 #include <cmath>
-#include <list>
+#include <optional>
 
 namespace velora::TextImages {
 
 namespace {
 
 struct Cache {
-    struct Entry {
-        QImage image;
-        std::list<QString>::iterator position;
-    };
     QMutex mutex;
-    std::list<QString> order; // newest first
-    QHash<QString, Entry> entries;
+    LruCache<QString, QImage> images{limit};
 };
 
 Cache& cache()
@@ -84,11 +80,7 @@ void draw(QPainter* painter, const QFont& font, const QColor& color, const QRect
     QImage image;
     {
         QMutexLocker lock(&c.mutex);
-        auto it = c.entries.find(key);
-        if (it != c.entries.end()) {
-            c.order.splice(c.order.begin(), c.order, it->position);
-            image = it->image;
-        }
+        if (std::optional<QImage> hit = c.images.get(key)) image = *hit;
     }
     if (image.isNull()) {
         image = QImage(size, QImage::Format_ARGB32_Premultiplied);
@@ -111,14 +103,7 @@ void draw(QPainter* painter, const QFont& font, const QColor& color, const QRect
             p.drawText(rect, flags, text);
         }
         QMutexLocker lock(&c.mutex);
-        if (!c.entries.contains(key)) {
-            c.order.push_front(key);
-            c.entries.insert(key, {image, c.order.begin()});
-            while (c.entries.size() > limit) {
-                c.entries.remove(c.order.back());
-                c.order.pop_back();
-            }
-        }
+        if (!c.images.contains(key)) c.images.insert(key, image);
     }
     painter->save();
     painter->setWorldTransform(painter->worldTransform() * toDevice.inverted());
@@ -129,14 +114,13 @@ void draw(QPainter* painter, const QFont& font, const QColor& color, const QRect
 int count()
 {
     QMutexLocker lock(&cache().mutex);
-    return static_cast<int>(cache().entries.size());
+    return cache().images.size();
 }
 
 void clear()
 {
     QMutexLocker lock(&cache().mutex);
-    cache().entries.clear();
-    cache().order.clear();
+    cache().images.clear();
 }
 
 } // namespace velora::TextImages

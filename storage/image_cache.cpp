@@ -1,50 +1,28 @@
 #include "image_cache.h"
 
+#include "lru_cache.h"
 #include "storage.h"
 
-#include <QHash>
 #include <QImageReader>
 #include <QMutex>
 #include <QMutexLocker>
 
-#include <list>
-
 namespace velora {
 
-// A least-recently-used map: the list holds keys newest first, the hash points into it.
 struct ImageCache::Impl {
-    struct Entry {
-        QImage image;
-        std::list<QString>::iterator position;
-    };
     mutable QMutex mutex;
-    std::list<QString> order;
-    QHash<QString, Entry> entries;
+    LruCache<QString, QImage> images{ImageCache::limit};
 
     std::optional<QImage> find(const QString& key)
     {
         QMutexLocker lock(&mutex);
-        auto it = entries.find(key);
-        if (it == entries.end()) return std::nullopt;
-        order.splice(order.begin(), order, it->position);
-        return it->image;
+        return images.get(key);
     }
 
     void insert(const QString& key, const QImage& image)
     {
         QMutexLocker lock(&mutex);
-        auto it = entries.find(key);
-        if (it != entries.end()) {
-            it->image = image;
-            order.splice(order.begin(), order, it->position);
-            return;
-        }
-        order.push_front(key);
-        entries.insert(key, Entry{image, order.begin()});
-        while (entries.size() > ImageCache::limit) {
-            entries.remove(order.back());
-            order.pop_back();
-        }
+        images.insert(key, image);
     }
 };
 
@@ -90,14 +68,13 @@ std::optional<QImage> ImageCache::image(const Photo& photo, bool small)
 int ImageCache::count() const
 {
     QMutexLocker lock(&d->mutex);
-    return static_cast<int>(d->entries.size());
+    return d->images.size();
 }
 
 void ImageCache::clear()
 {
     QMutexLocker lock(&d->mutex);
-    d->entries.clear();
-    d->order.clear();
+    d->images.clear();
 }
 
 } // namespace velora
