@@ -1,6 +1,7 @@
 // The desktop with 200 pieces: a sync that changes nothing (against one pass over the pieces
 // building their geometry, timed in the same run), a drag (moves without redrawing), and the
 // memory each shown piece costs.
+#include "bench_common.h"
 #include "desktop_controller.h"
 #include "demo_art.h"
 #include "image_cache.h"
@@ -16,11 +17,9 @@
 #include <QMouseEvent>
 #include <QTemporaryDir>
 
-#include <algorithm>
 #include <cstdio>
 #include <functional>
 #include <unistd.h>
-#include <vector>
 
 using namespace velora;
 
@@ -37,18 +36,7 @@ double residentMiB()
 }
 
 // Median of runs, in microseconds.
-double medianMicros(const std::function<void()>& work, int runs)
-{
-    std::vector<double> us;
-    for (int i = 0; i < runs; ++i) {
-        QElapsedTimer t;
-        t.start();
-        work();
-        us.push_back(double(t.nsecsElapsed()) / 1e3);
-    }
-    std::sort(us.begin(), us.end());
-    return us[us.size() / 2];
-}
+double medianMicros(const std::function<void()>& work, int runs) { return bench::medianMs(work, runs) * 1e3; }
 
 void settle()
 {

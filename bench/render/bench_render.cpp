@@ -1,13 +1,13 @@
 // Render cost of every style × layout at width 560, 2×, with images already decoded (warm and cold
 // scaled copies), and of one crossfade frame (alone and in a panel's paint); each against a plain
 // blit of an image of the same size, timed in the same run.
+#include "bench_common.h"
 #include "crossfade.h"
 #include "demo_art.h"
 #include "image_cache.h"
 #include "piece_renderer.h"
 #include "storage.h"
 
-#include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QImage>
 #include <QPainter>
@@ -16,7 +16,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <functional>
-#include <vector>
 
 using namespace velora;
 
@@ -26,15 +25,23 @@ bool g_best = false; // --best: the fastest run instead of the median (steadier 
 // Median (or fastest) of several timed runs, in milliseconds.
 double timeIt(const std::function<void()>& work, int runs)
 {
-    std::vector<double> ms;
-    for (int i = 0; i < runs; ++i) {
-        QElapsedTimer t;
-        t.start();
-        work();
-        ms.push_back(t.nsecsElapsed() / 1e6);
-    }
-    std::sort(ms.begin(), ms.end());
-    return g_best ? ms.front() : ms[ms.size() / 2];
+    return g_best ? bench::bestMs(work, runs) : bench::medianMs(work, runs);
+}
+
+// The benchmark's piece of `style` × `layout`: width 560, a caption, as many photos as the layout
+// shows at its best.
+PieceView pieceOf(FrameStyle style, CollageLayout layout, const QList<Photo>& photos, double tilt = 0)
+{
+    PieceView v;
+    v.piece.layout = layout;
+    v.piece.frame = style;
+    v.piece.width = 560;
+    v.piece.caption = QStringLiteral("Summer by the sea");
+    v.piece.seed = 7;
+    v.piece.tilt = tilt;
+    const int count = layout == CollageLayout::single ? 1 : layout == CollageLayout::justified ? 6 : 3;
+    for (int i = 0; i < count; ++i) v.photos.append(photos[i]);
+    return v;
 }
 
 double blit(QSize size, int runs)
@@ -80,15 +87,7 @@ int main(int argc, char** argv)
         for (FrameStyle style : allFrameStyles)
             for (CollageLayout layout : allCollageLayouts)
                 for (double tilt : {0.0, 3.0}) {
-                    PieceView v;
-                    v.piece.layout = layout;
-                    v.piece.frame = style;
-                    v.piece.width = 560;
-                    v.piece.caption = QStringLiteral("Summer by the sea");
-                    v.piece.seed = 7;
-                    v.piece.tilt = tilt;
-                    const int count = layout == CollageLayout::single ? 1 : layout == CollageLayout::justified ? 6 : 3;
-                    for (int i = 0; i < count; ++i) v.photos.append(photos[i]);
+                    const PieceView v = pieceOf(style, layout, photos, tilt);
                     const QString name = QStringLiteral("%1/%2-%3-%4.png")
                                              .arg(out, qRawValue(style), qRawValue(layout)).arg(int(tilt));
                     if (!PieceRenderer::render(v, dpr).save(name)) {
@@ -110,14 +109,7 @@ int main(int argc, char** argv)
         for (CollageLayout layout : allCollageLayouts) {
             const QString name = QStringLiteral("%1 %2").arg(qRawValue(style), qRawValue(layout));
             if (!only.isEmpty() && name != only) continue;
-            PieceView v;
-            v.piece.layout = layout;
-            v.piece.frame = style;
-            v.piece.width = 560;
-            v.piece.caption = QStringLiteral("Summer by the sea");
-            v.piece.seed = 7;
-            const int count = layout == CollageLayout::single ? 1 : layout == CollageLayout::justified ? 6 : 3;
-            for (int i = 0; i < count; ++i) v.photos.append(photos[i]);
+            const PieceView v = pieceOf(style, layout, photos);
             QImage image = PieceRenderer::render(v, dpr); // decodes the photos into the image cache
             const double cold = timeIt([&] {
                 PieceRenderer::clearCaches();
