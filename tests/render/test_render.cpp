@@ -4,64 +4,20 @@
 #include "decorations.h"
 #include "image_cache.h"
 #include "piece_renderer.h"
-#include "storage.h"
+#include "render_fixtures.h"
 
+#include <QDir>
+#include <QFile>
 #include <QFontDatabase>
-#include <QImage>
-#include <QPainter>
 #include <QTemporaryDir>
 
 #include <cmath>
 #include <limits>
 
 using namespace velora;
+using namespace velora::testing;
 
 namespace {
-
-Photo makePhoto(const QString& stem, QSize size, QColor full, QColor thumb, const QString& caption = {})
-{
-    Photo p;
-    p.id = QUuid::createUuid();
-    p.title = stem;
-    p.fileName = stem + QStringLiteral(".jpg");
-    p.thumbName = stem + QStringLiteral("-s.jpg");
-    p.pixelWidth = size.width();
-    p.pixelHeight = size.height();
-    p.caption = caption;
-    QImage a(size, QImage::Format_RGB32);
-    a.fill(full);
-    a.save(*Storage::photoPath(p.fileName), "JPG", 95);
-    QImage b(size / 2, QImage::Format_RGB32);
-    b.fill(thumb);
-    b.save(*Storage::photoPath(p.thumbName), "JPG", 95);
-    return p;
-}
-
-PieceView viewOf(const QList<Photo>& photos, CollageLayout layout, FrameStyle style, double width = 300)
-{
-    PieceView v;
-    v.piece.id = QUuid::createUuid();
-    v.piece.layout = layout;
-    v.piece.frame = style;
-    v.piece.width = width;
-    for (const Photo& p : photos) v.piece.photoIDs.append(p.id);
-    v.photos = photos;
-    return v;
-}
-
-int alphaAt(const QImage& image, QPointF points)
-{
-    const qreal dpr = image.devicePixelRatio();
-    return qAlpha(image.pixel(int(points.x() * dpr), int(points.y() * dpr)));
-}
-
-// The canvas point of a framed-box point of an untilted piece.
-QPointF onCanvas(const PieceGeometry& g, QPointF framed)
-{
-    return {(g.outerSize.width - g.framedSize.width) / 2 + framed.x(),
-            (g.outerSize.height - g.framedSize.height) / 2 + framed.y()};
-}
-
 bool ringTransparent(const QImage& image)
 {
     const int w = image.width(), h = image.height();
@@ -71,7 +27,6 @@ bool ringTransparent(const QImage& image)
         if (qAlpha(image.pixel(0, y)) || qAlpha(image.pixel(w - 1, y))) return false;
     return true;
 }
-
 } // namespace
 
 class TestRender : public QObject {
@@ -85,12 +40,12 @@ private slots:
         QVERIFY(m_dir.isValid());
         Storage::setRoot(m_dir.path());
         Storage::prepare();
-        m_photos = {makePhoto(QStringLiteral("A"), {300, 200}, QColor(200, 40, 40), QColor(40, 200, 40), QStringLiteral("Alpha")),
-                    makePhoto(QStringLiteral("B"), {200, 300}, QColor(40, 40, 200), QColor(200, 200, 40)),
-                    makePhoto(QStringLiteral("C"), {240, 240}, QColor(40, 160, 160), QColor(160, 40, 160), QStringLiteral("Gamma"))};
+        m_photos = {solidPhoto(QStringLiteral("A"), {300, 200}, QColor(200, 40, 40), QColor(40, 200, 40), QStringLiteral("Alpha")),
+                    solidPhoto(QStringLiteral("B"), {200, 300}, QColor(40, 40, 200), QColor(200, 200, 40)),
+                    solidPhoto(QStringLiteral("C"), {240, 240}, QColor(40, 160, 160), QColor(160, 40, 160), QStringLiteral("Gamma"))};
     }
 
-    void shownPhotosFollowTheTick()
+    void shownPhotosAndCaptions()
     {
         PieceView single = viewOf(m_photos, CollageLayout::single, FrameStyle::gallery);
         single.tick = 4;
@@ -104,17 +59,15 @@ private slots:
         row.tick = 1;
         QCOMPARE(row.shown(), (QList<Photo>{m_photos[1], m_photos[2], m_photos[0]}));
         QVERIFY(viewOf({}, CollageLayout::row, FrameStyle::gallery).shown().isEmpty());
-    }
 
-    void captionRules()
-    {
-        PieceView single = viewOf(m_photos, CollageLayout::single, FrameStyle::instant);
+        // Captions: the photo's own for a single, the piece's for a collage.
+        single = viewOf(m_photos, CollageLayout::single, FrameStyle::instant);
         QCOMPARE(single.caption(single.shown()), QStringLiteral("Alpha"));
         single.tick = 1; // B has no caption: the caption follows the photo, and so does the geometry
         QCOMPARE(single.caption(single.shown()), QString());
         QCOMPARE(single.geometry().insets.bottom, PieceView::geometry(single.piece, single.shown(), {}, false).insets.bottom);
 
-        PieceView row = viewOf(m_photos, CollageLayout::row, FrameStyle::gallery);
+        row = viewOf(m_photos, CollageLayout::row, FrameStyle::gallery);
         QCOMPARE(row.caption(row.shown()), QString());
         row.piece.caption = QStringLiteral("Own");
         QCOMPARE(row.caption(row.shown()), QStringLiteral("Own"));
@@ -131,7 +84,7 @@ private slots:
         QCOMPARE(g.arrangement.size.height, 200.0);
     }
 
-    void tornTapeOutline()
+    void tapeOutlineAndLabelSizes()
     {
         const QPainterPath path = TornTape::path(QRectF(0, 0, 100, 20));
         // The first tear vertex repeats the top edge's end; the path keeps it once.
@@ -144,6 +97,11 @@ private slots:
             QVERIFY2(std::abs(e.x - expected[i].x()) < 1e-9 && std::abs(e.y - expected[i].y()) < 1e-9,
                      qPrintable(QStringLiteral("vertex %1: %2,%3").arg(i).arg(e.x).arg(e.y)));
         }
+
+        const PaperLabel::Metrics m = PaperLabel::metrics(100);
+        QCOMPARE((QList<qreal>{m.textSize, m.horizontalPadding, m.verticalPadding, m.cornerRadius}),
+                 (QList<qreal>{8.0, 6.0, 3.0, 3.0}));
+        QCOMPARE(PaperLabel::metrics(1000).textSize, 34.0);
     }
 
     void filmHoleRows()
@@ -167,21 +125,10 @@ private slots:
         QCOMPARE(short_[0].center().x(), 25.0);
     }
 
-    void paperLabelMetrics()
-    {
-        const PaperLabel::Metrics m = PaperLabel::metrics(100);
-        QCOMPARE(m.textSize, 8.0);
-        QCOMPARE(m.horizontalPadding, 6.0);
-        QCOMPARE(m.verticalPadding, 3.0);
-        QCOMPARE(m.cornerRadius, 3.0);
-        QCOMPARE(PaperLabel::metrics(1000).textSize, 34.0);
-    }
-
     void handwritingProbedOnce()
     {
         const auto first = Handwriting::fontName();
-        const auto second = Handwriting::fontName();
-        QCOMPARE(first, second);
+        QCOMPARE(Handwriting::fontName(), first);
         QCOMPARE(Handwriting::probeCount(), 1);
         bool any = false;
         for (const char* f : {"Bradley Hand", "Noteworthy", "Chalkboard SE"})
@@ -313,17 +260,15 @@ private slots:
         QTest::addColumn<int>("layout");
         const double inf = std::numeric_limits<double>::infinity();
         const double nan = std::numeric_limits<double>::quiet_NaN();
-        for (CollageLayout l : {CollageLayout::single, CollageLayout::stack, CollageLayout::justified}) {
-            QTest::addRow("huge-%s", rawValue(l).data()) << 1e308 << 0.0 << int(l);
-            QTest::addRow("negative-%s", rawValue(l).data()) << -5.0 << 0.0 << int(l);
-            QTest::addRow("zero-%s", rawValue(l).data()) << 0.0 << 0.0 << int(l);
-            QTest::addRow("nan-%s", rawValue(l).data()) << nan << 0.0 << int(l);
-            QTest::addRow("inf-%s", rawValue(l).data()) << inf << 0.0 << int(l);
-            QTest::addRow("tilt-nan-%s", rawValue(l).data()) << 300.0 << nan << int(l);
-            QTest::addRow("tilt-inf-%s", rawValue(l).data()) << 300.0 << inf << int(l);
-            QTest::addRow("tilt-huge-%s", rawValue(l).data()) << 300.0 << 1e300 << int(l);
-            QTest::addRow("too-wide-%s", rawValue(l).data()) << 20000.0 << 0.0 << int(l);
-        }
+        const struct {
+            const char* name;
+            double width, tilt;
+        } cases[] = {{"huge", 1e308, 0},       {"negative", -5, 0},    {"zero", 0, 0},
+                     {"nan", nan, 0},          {"inf", inf, 0},        {"tilt-nan", 300, nan},
+                     {"tilt-inf", 300, inf},   {"tilt-huge", 300, 1e300}, {"too-wide", 20000, 0}};
+        for (CollageLayout l : {CollageLayout::single, CollageLayout::stack, CollageLayout::justified})
+            for (const auto& c : cases)
+                QTest::addRow("%s-%s", c.name, rawValue(l).data()) << c.width << c.tilt << int(l);
     }
 
     void absurdPiecesRenderSanelyOrNothing()
@@ -381,9 +326,7 @@ private slots:
         const QPoint c(from.width() / 2, from.height() / 2);
         const QRgb a = from.pixel(c), b = to.pixel(c), m = mid.pixel(c);
         QVERIFY(a != b);
-        QVERIFY(std::abs(qRed(m) - (qRed(a) + qRed(b)) / 2) <= 2);
-        QVERIFY(std::abs(qGreen(m) - (qGreen(a) + qGreen(b)) / 2) <= 2);
-        QVERIFY(std::abs(qBlue(m) - (qBlue(a) + qBlue(b)) / 2) <= 2);
+        QVERIFY(halfway(a, b, m, 2));
         for (int i = 0; i < 5; ++i) fade.frame(i / 5.0);
         QCOMPARE(fade.renderCount(), 2);
 
@@ -402,12 +345,9 @@ private slots:
         const QImage half = two.frame(0.5);
         QCOMPARE(half.size(), old2.size().expandedTo(new2.size()));
         QCOMPARE(half.devicePixelRatio(), 2.0);
-        const QPoint mc(half.width() / 2, half.height() / 2);
-        const QRgb o = old2.pixel(old2.width() / 2, old2.height() / 2);
-        const QRgb n = new2.pixel(new2.width() / 2, new2.height() / 2);
-        const QRgb h = half.pixel(mc);
-        QVERIFY(std::abs(qRed(h) - (qRed(o) + qRed(n)) / 2) <= 3);
-        QVERIFY(std::abs(qBlue(h) - (qBlue(o) + qBlue(n)) / 2) <= 3);
+        const QRgb h = half.pixel(half.width() / 2, half.height() / 2);
+        QVERIFY(halfway(old2.pixel(old2.width() / 2, old2.height() / 2), new2.pixel(new2.width() / 2, new2.height() / 2),
+                        h, 3));
         QVERIFY(qAlpha(h) >= 253); // two halves of full coverage, each rounded
 
         // Any other change replaces the picture at once.
@@ -415,6 +355,75 @@ private slots:
         fade.setView(v, 1);
         QVERIFY(!fade.animating());
         QCOMPARE(fade.renderCount(), 3);
+    }
+
+    // The image cache: what loads from which files, and that failures are not remembered.
+    void imageCacheLoads_data()
+    {
+        QTest::addColumn<QString>("full"); // the full copy's file: none, "image" or "garbage"
+        QTest::addColumn<bool>("thumb");
+        QTest::addColumn<bool>("small");
+        QTest::addColumn<QSize>("expected"); // invalid: nothing
+        QTest::addColumn<int>("count");
+        QTest::newRow("full-falls-back") << QString() << true << false << QSize(16, 12) << 1;
+        QTest::newRow("thumb-never-falls-back") << QStringLiteral("image") << false << true << QSize() << 0;
+        QTest::newRow("both-missing-full") << QString() << false << false << QSize() << 0;
+        QTest::newRow("both-missing-thumb") << QString() << false << true << QSize() << 0;
+        QTest::newRow("unreadable-full") << QStringLiteral("garbage") << false << false << QSize() << 0;
+    }
+
+    void imageCacheLoads()
+    {
+        QFETCH(QString, full);
+        QFETCH(bool, thumb);
+        QFETCH(bool, small);
+        QFETCH(QSize, expected);
+        QFETCH(int, count);
+        ImageCache::shared().clear();
+        const Photo p = solidPhoto(QLatin1String(QTest::currentDataTag()), {40, 30}, {}, {});
+        if (full == QLatin1String("image")) QVERIFY(writeImage(*Storage::photoPath(p.fileName), {40, 30}, Qt::blue));
+        QFile garbage(*Storage::photoPath(p.fileName));
+        if (full == QLatin1String("garbage"))
+            QVERIFY(garbage.open(QIODevice::WriteOnly) && garbage.write("not a jpeg at all") > 0 && garbage.flush());
+        if (thumb) QVERIFY(writeImage(*Storage::photoPath(p.thumbName), {16, 12}, Qt::red));
+        const std::optional<QImage> got = ImageCache::shared().image(p, small);
+        QCOMPARE(got ? got->size() : QSize(), expected);
+        QCOMPARE(ImageCache::shared().count(), count); // a thumbnail stands under its own key
+        if (full.isEmpty() && !small) { // the failed full load was not remembered
+            QVERIFY(writeImage(*Storage::photoPath(p.fileName), {40, 30}, Qt::blue));
+            QCOMPARE(ImageCache::shared().image(p, false)->size(), QSize(40, 30));
+            QCOMPARE(ImageCache::shared().count(), count + 1);
+        }
+    }
+
+    void imageCacheHoldsAtMostThreeHundred()
+    {
+        ImageCache::shared().clear();
+        const QString path = *Storage::photoPath(QStringLiteral("one.jpg"));
+        QVERIFY(writeImage(path, {2, 2}, Qt::green));
+        for (int i = 0; i < 301; ++i) {
+            Photo p;
+            p.fileName = p.thumbName = QStringLiteral("img-%1.jpg").arg(i);
+            QVERIFY(QFile::copy(path, *Storage::photoPath(p.fileName)));
+            QVERIFY(ImageCache::shared().image(p, true));
+        }
+        QCOMPARE(ImageCache::shared().count(), ImageCache::limit);
+    }
+
+    void imageCacheNeverReadsHostileNames()
+    {
+        // A readable image one level above Photos/: a record naming it must not reach it.
+        ImageCache::shared().clear();
+        QVERIFY(writeImage(QDir(m_dir.path()).filePath(QStringLiteral("x.jpg")), {8, 8}, Qt::red));
+        QVERIFY(writeImage(QDir(m_dir.path()).filePath(QStringLiteral("x-s.jpg")), {8, 8}, Qt::red));
+        Photo p;
+        p.fileName = QStringLiteral("../x.jpg");
+        p.thumbName = QStringLiteral("../x-s.jpg");
+        QVERIFY(!ImageCache::shared().image(p, false));
+        p.fileName = QDir(m_dir.path()).filePath(QStringLiteral("x.jpg")); // absolute
+        p.thumbName = QString();
+        QVERIFY(!ImageCache::shared().image(p, false));
+        QCOMPARE(ImageCache::shared().count(), 0);
     }
 };
 

@@ -7,8 +7,8 @@
 #include "piece_renderer.h"
 #include "scaled_images.h"
 #include "shadow.h"
+#include "render_fixtures.h"
 #include "text_images.h"
-#include "storage.h"
 
 #include <QPainter>
 #include <QRandomGenerator>
@@ -17,6 +17,7 @@
 #include <cmath>
 
 using namespace velora;
+using namespace velora::testing;
 
 namespace {
 
@@ -51,43 +52,6 @@ QImage noise(QSize size, quint32 seed)
     for (int y = 0; y < size.height(); ++y)
         for (int x = 0; x < size.width(); ++x) a.scanLine(y)[x] = uchar(random.bounded(256));
     return a;
-}
-
-int maxDifference(const QImage& a, const QImage& b)
-{
-    if (a.size() != b.size()) return 256;
-    int worst = 0;
-    for (int y = 0; y < a.height(); ++y)
-        for (int x = 0; x < a.width(); ++x) {
-            const QRgb p = a.pixel(x, y), q = b.pixel(x, y);
-            worst = std::max({worst, std::abs(qRed(p) - qRed(q)), std::abs(qGreen(p) - qGreen(q)),
-                              std::abs(qBlue(p) - qBlue(q)), std::abs(qAlpha(p) - qAlpha(q))});
-        }
-    return worst;
-}
-
-QImage canvas(QSize size, QColor fill = Qt::transparent)
-{
-    QImage image(size, QImage::Format_ARGB32_Premultiplied);
-    image.fill(fill);
-    return image;
-}
-
-Photo halves(const QString& stem, QSize size)
-{
-    Photo p;
-    p.id = QUuid::createUuid();
-    p.fileName = stem + QStringLiteral(".png");
-    p.thumbName = stem + QStringLiteral("-s.png");
-    p.pixelWidth = size.width();
-    p.pixelHeight = size.height();
-    QImage image(size, QImage::Format_RGB32);
-    QPainter(&image).fillRect(QRect(0, 0, size.width() / 2, size.height()), QColor(220, 30, 30));
-    QPainter(&image).fillRect(QRect(size.width() / 2, 0, size.width() - size.width() / 2, size.height()),
-                              QColor(30, 30, 220));
-    image.save(*Storage::photoPath(p.fileName));
-    image.scaled(size / 4).save(*Storage::photoPath(p.thumbName));
-    return p;
 }
 
 } // namespace
@@ -198,16 +162,12 @@ private slots:
 
     void renderingsMatchWithEmptyAndFullCaches()
     {
-        const Photo photo = halves(QStringLiteral("C1"), {900, 700});
+        const Photo photo = halvesPhoto(QStringLiteral("C1"), {900, 700});
         for (FrameStyle style : allFrameStyles)
             for (CollageLayout layout : {CollageLayout::single, CollageLayout::stack, CollageLayout::column}) {
-                PieceView v;
-                v.piece.layout = layout;
-                v.piece.frame = style;
-                v.piece.width = 240;
+                PieceView v = viewOf({photo, photo, photo}, layout, style, 240);
                 v.piece.tilt = layout == CollageLayout::single ? 2.5 : 0.0;
                 v.piece.caption = QStringLiteral("Cold and warm");
-                v.photos = {photo, photo, photo};
                 PieceRenderer::clearCaches();
                 const QImage cold = PieceRenderer::render(v, 2);
                 const QImage warm = PieceRenderer::render(v, 2);
@@ -288,32 +248,26 @@ private slots:
         QImage clear(64, 64, QImage::Format_ARGB32_Premultiplied);
         clear.fill(qRgba(0, 0, 100, 100));
         QCOMPARE(ScaledImages::scale(clear, clear.rect(), {16, 16}).pixel(8, 8), qRgba(0, 0, 100, 100));
-        // Part of the picture: only that part.
-        const QImage right = ScaledImages::scale(stripes.copy().convertToFormat(QImage::Format_RGB32),
-                                                 QRect(256, 0, 256, 64), {128, 32});
-        QCOMPARE(right.size(), QSize(128, 32));
+        QCOMPARE(ScaledImages::scale(stripes, QRect(256, 0, 256, 64), {128, 32}).size(), QSize(128, 32));
     }
 
     void uprightPhotosKeepTheirCrop()
     {
         // A landscape photo, left half red, right half blue, fills a square tile: the tile shows the
         // middle, so red on the left, blue on the right, at fractional positions and ratios alike.
-        const Photo photo = halves(QStringLiteral("H"), {1600, 800});
+        const Photo photo = halvesPhoto(QStringLiteral("H"), {1600, 800});
         for (qreal dpr : {1.0, 1.5, 2.0}) {
-            PieceView v;
-            v.piece.layout = CollageLayout::single;
-            v.piece.frame = FrameStyle::gallery;
-            v.piece.width = 301.3;
-            v.photos = {photo};
-            v.photos[0].pixelWidth = 800; // shown as a square
+            Photo square = photo;
+            square.pixelWidth = 800; // shown as a square
+            const PieceView v = viewOf({square}, CollageLayout::single, FrameStyle::gallery, 301.3);
             const PieceGeometry g = v.geometry();
             const QImage image = PieceRenderer::render(v, dpr);
-            const qreal ox = (g.outerSize.width - g.framedSize.width) / 2 + g.insets.left;
-            const qreal oy = (g.outerSize.height - g.framedSize.height) / 2 + g.insets.top;
             const qreal w = g.framedSize.width - g.insets.left - g.insets.right;
             const qreal h = g.framedSize.height - g.insets.top - g.insets.bottom;
-            const QColor left = image.pixelColor(QPointF((ox + 0.1 * w) * dpr, (oy + h / 2) * dpr).toPoint());
-            const QColor right = image.pixelColor(QPointF((ox + 0.9 * w) * dpr, (oy + h / 2) * dpr).toPoint());
+            auto at = [&](qreal x) {
+                return image.pixelColor((onCanvas(g, {g.insets.left + x * w, g.insets.top + h / 2}) * dpr).toPoint());
+            };
+            const QColor left = at(0.1), right = at(0.9);
             QVERIFY2(left.red() > 200 && left.blue() < 60, qPrintable(left.name()));
             QVERIFY2(right.blue() > 200 && right.red() < 60, qPrintable(right.name()));
         }
@@ -362,13 +316,9 @@ private slots:
 
     void crossfadeFramesStayPutAndPaintAlike()
     {
-        const Photo a = halves(QStringLiteral("F1"), {600, 400});
-        const Photo b = halves(QStringLiteral("F2"), {400, 600}); // another size: frames centred
-        PieceView v;
-        v.piece.layout = CollageLayout::single;
-        v.piece.frame = FrameStyle::bare;
-        v.piece.width = 200;
-        v.photos = {a, b};
+        const Photo a = halvesPhoto(QStringLiteral("F1"), {600, 400});
+        const Photo b = halvesPhoto(QStringLiteral("F2"), {400, 600}); // another size: frames centred
+        PieceView v = viewOf({a, b}, CollageLayout::single, FrameStyle::bare, 200);
         Crossfade fade;
         fade.setView(v, 2);
         v.tick = 1;
