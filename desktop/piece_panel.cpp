@@ -144,7 +144,12 @@ void PiecePanel::release()
 void PiecePanel::mousePressEvent(QMouseEvent* event)
 {
     if (event->button() == Qt::LeftButton) {
-        m_glide.stop();
+        // A press during the glide takes the piece from where it was going, so a click that does
+        // not move leaves it at its stored place.
+        if (isGliding()) {
+            m_glide.stop();
+            moveOrigin(m_glideTarget);
+        }
         m_dragging = true;
         m_moved = false;
         m_dragStartMouse = m_controller.screens().space().pointFromQt(event->globalPosition());
@@ -185,6 +190,11 @@ void PiecePanel::mouseReleaseEvent(QMouseEvent* event)
 void PiecePanel::mouseDoubleClickEvent(QMouseEvent* event)
 {
     event->accept();
+    // A quick second right click is still a right click.
+    if (event->button() == Qt::RightButton) {
+        contextMenu()->popup(event->globalPosition().toPoint());
+        return;
+    }
     if (event->button() != Qt::LeftButton) return;
     // Qt delivers the second press before this; it starts no drag.
     m_dragging = false;

@@ -4,6 +4,7 @@
 #include "text_images.h"
 
 #include <QFontDatabase>
+#include <QFontInfo>
 #include <QFontMetricsF>
 #include <QGuiApplication>
 #include <QPainter>
@@ -87,10 +88,13 @@ const std::optional<QString>& Handwriting::fontName()
 {
     static const std::optional<QString> name = []() -> std::optional<QString> {
         ++probes();
-        const QStringList installed = QFontDatabase::families();
+        // Ask for each family at size 12 and accept it only when the font that comes back is
+        // that family: a listed family may still resolve to a substitute.
         for (const char* candidate : {"Bradley Hand", "Noteworthy", "Chalkboard SE"}) {
             const QString family = QString::fromLatin1(candidate);
-            if (installed.contains(family, Qt::CaseSensitive)) return family;
+            QFont font(family, 12);
+            font.setStyleStrategy(QFont::NoFontMerging);
+            if (QFontInfo(font).family() == family) return family;
         }
         return std::nullopt;
     }();

@@ -117,6 +117,15 @@ private slots:
         QCOMPARE(rig.stored(p.id).placements.value("MAIN"), (Point{std::round(target.x), std::round(target.y)}));
         QCOMPARE(changed.count(), 2);
 
+        // A click during the glide lands the piece where it was going, not part-way.
+        const Rect going = panel->frame();
+        const QPoint here = panel->geometry().topLeft() + QPoint(60, 60);
+        mouse(panel, QTest::MousePress, here);
+        QVERIFY(!panel->isGliding());
+        mouse(panel, QTest::MouseRelease, here);
+        QCOMPARE(panel->frame(), going);
+        QCOMPARE(changed.count(), 2);
+
         QTRY_VERIFY_WITH_TIMEOUT(!panel->isGliding(), 2000);
         QCoreApplication::processEvents();
         QCOMPARE(panel->geometry(), rig.screens.space().windowRect(panel->frame()));
@@ -215,6 +224,13 @@ private slots:
         QCOMPARE(menu->actions().first()->text(), QStringLiteral("Edit in Velora\u2026"));
         QVERIFY(!panel->isDragging());
         menu->close();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        // A quick second right click arrives as a double click, and still pops up the menu.
+        const QPointF global = panel->geometry().topLeft() + QPoint(30, 30);
+        QMouseEvent dclick(QEvent::MouseButtonDblClick, QPointF(30, 30), global, Qt::RightButton, Qt::RightButton, {});
+        QApplication::sendEvent(panel, &dclick);
+        QTRY_VERIFY(qobject_cast<QMenu*>(QApplication::activePopupWidget()));
+        QApplication::activePopupWidget()->close();
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
 
