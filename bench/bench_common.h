@@ -1,7 +1,12 @@
 #pragma once
 // Timing shared by the benchmarks: each case runs several times and reports a middle or best run,
 // so one hiccup of a busy machine does not decide the figure.
+#include "demo_art.h"
+#include "storage.h"
+
 #include <QElapsedTimer>
+
+#include <cstdio>
 
 #include <algorithm>
 #include <functional>
@@ -33,5 +38,17 @@ inline double medianMs(const std::function<void()>& work, int runs)
 
 // Fastest of `runs` calls, in milliseconds.
 inline double bestMs(const std::function<void()>& work, int runs) { return timedRuns(work, runs).front(); }
+
+// The seven demo photos, stored in a library at `root`; nothing (and a message) when painting fails.
+inline std::optional<QList<Photo>> demoPhotos(const QString& root)
+{
+    Storage::setRoot(root);
+    QList<Photo> photos = DemoArt::makePhotos(7);
+    if (photos.size() < 7) {
+        std::fprintf(stderr, "could not make the demo photos\n");
+        return std::nullopt;
+    }
+    return photos;
+}
 
 } // namespace velora::bench

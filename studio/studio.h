@@ -158,7 +158,6 @@ private:
     Clock m_clock;
     FileChooser m_fileChooser;
 
-    friend class StudioImport;
 };
 
 } // namespace velora

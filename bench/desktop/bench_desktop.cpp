@@ -57,13 +57,9 @@ int main(int argc, char** argv)
     QApplication app(argc, argv);
     QApplication::setOrganizationName(QStringLiteral("VeloraBench"));
     QTemporaryDir dir;
-    Storage::setRoot(dir.path());
-
-    const QList<Photo> photos = DemoArt::makePhotos(7);
-    if (photos.size() < 7) {
-        std::fprintf(stderr, "could not make the demo photos\n");
-        return 1;
-    }
+    const auto demo = bench::demoPhotos(dir.path());
+    if (!demo) return 1;
+    const QList<Photo>& photos = *demo;
     // Decoded images are shared by every piece; load them before measuring panels.
     for (const Photo& p : photos) {
         ImageCache::shared().image(p, true);

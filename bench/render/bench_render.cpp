@@ -62,12 +62,9 @@ int main(int argc, char** argv)
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication app(argc, argv);
     QTemporaryDir dir;
-    Storage::setRoot(dir.path());
-    const QList<Photo> photos = DemoArt::makePhotos(7);
-    if (photos.size() < 7) {
-        std::fprintf(stderr, "could not make the demo photos\n");
-        return 1;
-    }
+    const auto demo = bench::demoPhotos(dir.path());
+    if (!demo) return 1;
+    const QList<Photo>& photos = *demo;
     const qreal dpr = 2.0;
     const QStringList args = app.arguments();
     // --runs N: timed runs per case; --only "STYLE LAYOUT": one case (for profilers); --best: report
