@@ -7,7 +7,6 @@
 
 #include <QHash>
 #include <QSet>
-#include <QSettings>
 
 #include <cmath>
 
@@ -34,7 +33,11 @@ void DesktopController::start()
 {
     if (m_started) return;
     m_started = true;
-    m_bag << connect(&m_studio, &Studio::changed, this, &DesktopController::scheduleSync);
+    // Only what shows on the desktop: the manager's page, selection and the like never sync.
+    m_bag << connect(&m_studio, &Studio::piecesChanged, this, &DesktopController::scheduleSync);
+    m_bag << connect(&m_studio, &Studio::photosChanged, this, &DesktopController::scheduleSync);
+    m_bag << connect(&m_studio, &Studio::allHiddenChanged, this, &DesktopController::scheduleSync);
+    m_bag << connect(&m_studio, &Studio::advanced, this, &DesktopController::scheduleSync);
     m_bag << connect(&m_screens, &ScreenSource::screensChanged, this, &DesktopController::scheduleSync);
     sync();
 }
@@ -177,15 +180,19 @@ void DesktopController::savePlacement(const QUuid& pieceID, const Point& origin,
     m_studio.update(pieceID, [&](Piece& p) { p.placements[screen.key] = rel; });
 }
 
-bool DesktopController::snapToGrid()
-{
-    const QSettings settings;
-    return Snapping::readBool(settings, QStringLiteral("snapToGrid"), true);
-}
+bool DesktopController::snapToGrid() const { return m_studio.settings().snapToGrid(); }
 
-Point DesktopController::snapped(const Rect& frame, double margin, const ScreenInfo& screen)
+Point DesktopController::snapped(const Rect& frame, double margin, const ScreenInfo& screen) const
 {
     return Snapping::snapped(frame, margin, screen.visible, snapToGrid());
+}
+
+void DesktopController::recordEdit(const QString& text, const std::function<void()>& change)
+{
+    if (m_recordEdit)
+        m_recordEdit(text, change);
+    else
+        change();
 }
 
 void DesktopController::openEditor(const QUuid& pieceID)

@@ -10,10 +10,14 @@
 
 #include <QObject>
 #include <QPointer>
+#include <QString>
 #include <QUuid>
 
 #include <functional>
 #include <map>
+
+class QMenu;
+class QWidget;
 
 namespace velora {
 
@@ -45,14 +49,26 @@ public:
     // from zero); publishes nothing when that is what is stored already.
     void savePlacement(const QUuid& pieceID, const Point& origin, const ScreenInfo& screen);
 
-    // The "snapToGrid" setting, read on every call: the stored Boolean, true otherwise.
-    static bool snapToGrid();
-    static Point snapped(const Rect& frame, double margin, const ScreenInfo& screen);
+    // The "snapToGrid" setting of the studio's settings, read on every call.
+    bool snapToGrid() const;
+    Point snapped(const Rect& frame, double margin, const ScreenInfo& screen) const;
 
     // Opens a piece for editing (double click, "Edit in Velora…"). Selects it in the studio until
     // the application installs something that also brings its window forward.
     void openEditor(const QUuid& pieceID);
     void setEditorOpener(std::function<void(const QUuid&)> opener) { m_openEditor = std::move(opener); }
+
+    // The right-click menu of a piece; the panel builds a plain one until the application
+    // installs its own.
+    using MenuFactory = std::function<QMenu*(const QUuid&, QWidget* parent)>;
+    void setMenuFactory(MenuFactory factory) { m_menuFactory = std::move(factory); }
+    const MenuFactory& menuFactory() const { return m_menuFactory; }
+
+    // Runs a change the user made by hand on the desktop (a drag), so that the application can
+    // record it as one step to undo; runs it directly until something is installed.
+    using EditRecorder = std::function<void(const QString& text, const std::function<void()>& change)>;
+    void setEditRecorder(EditRecorder recorder) { m_recordEdit = std::move(recorder); }
+    void recordEdit(const QString& text, const std::function<void()>& change);
 
     Studio& studio() const { return m_studio; }
     ScreenSource& screens() const { return m_screens; }
@@ -81,6 +97,8 @@ private:
     qint64 m_syncs = 0;
     PanelFactory m_factory;
     std::function<void(const QUuid&)> m_openEditor;
+    MenuFactory m_menuFactory;
+    EditRecorder m_recordEdit;
 };
 
 } // namespace velora

@@ -207,7 +207,7 @@ void PiecePanel::finishDrag()
     const QList<ScreenInfo> screens = m_controller.screens().screens();
     if (screens.isEmpty()) qFatal("Velora: no screen to place a piece on");
     const ScreenInfo screen = screens[ScreenMath::screenOf(m_frame, screens).value_or(0)];
-    const Point target = DesktopController::snapped(m_frame, m_margin, screen);
+    const Point target = m_controller.snapped(m_frame, m_margin, screen);
 
     m_glideTarget = target;
     m_glide.stop();
@@ -217,24 +217,31 @@ void PiecePanel::finishDrag()
     emit dropped(target);
 
     const QString key = screen.key;
-    m_controller.studio().update(m_pieceID, [&](Piece& p) { p.displayID = key; });
-    m_controller.savePlacement(m_pieceID, target, screen);
+    m_controller.recordEdit(tr("Move Piece"), [&] {
+        m_controller.studio().update(m_pieceID, [&](Piece& p) { p.displayID = key; });
+        m_controller.savePlacement(m_pieceID, target, screen);
+    });
 }
 
 QMenu* PiecePanel::contextMenu()
 {
+    if (const auto& factory = m_controller.menuFactory()) {
+        QMenu* menu = factory(m_pieceID, this);
+        menu->setAttribute(Qt::WA_DeleteOnClose);
+        return menu;
+    }
     auto* menu = new QMenu(this);
     menu->setAttribute(Qt::WA_DeleteOnClose);
     DesktopController* controller = &m_controller;
     Studio* studio = &m_controller.studio();
     const QUuid id = m_pieceID;
-    menu->addAction(QStringLiteral("Edit in Velora\u2026"), menu, [controller, id] { controller->openEditor(id); });
+    menu->addAction(tr("Edit in Velora\u2026"), menu, [controller, id] { controller->openEditor(id); });
     // Identifiers count, whether or not their photos are still in the library.
     if (const Piece* piece = studio->piece(id); piece && piece->photoIDs.size() >= 2)
-        menu->addAction(QStringLiteral("Next Photo"), menu, [studio, id] { studio->advance(id); });
+        menu->addAction(tr("Next Photo"), menu, [studio, id] { studio->advance(id); });
     menu->addSeparator();
-    menu->addAction(QStringLiteral("Lock in Place"), menu, [studio, id] { studio->toggleLocked(id); });
-    menu->addAction(QStringLiteral("Hide This Piece"), menu, [studio, id] { studio->toggleVisible(id); });
+    menu->addAction(tr("Lock in Place"), menu, [studio, id] { studio->toggleLocked(id); });
+    menu->addAction(tr("Hide This Piece"), menu, [studio, id] { studio->toggleVisible(id); });
     return menu;
 }
 

@@ -1,7 +1,5 @@
 #include "snapping.h"
 
-#include <QSettings>
-
 #include <cmath>
 
 namespace velora {
@@ -32,29 +30,6 @@ Point Snapping::snapped(const Rect& frame, double margin, const Rect& v, bool gr
         if (std::abs(g - r.maxY()) < gridCapture) y = g - r.height;
     }
     return {x - margin, y - margin};
-}
-
-bool Snapping::boolValue(const QVariant& value, bool textOnlyFormat, bool fallback)
-{
-    if (value.typeId() == QMetaType::Bool) return value.toBool();
-    if (textOnlyFormat && value.typeId() == QMetaType::QString) {
-        const QString text = value.toString();
-        if (text == QLatin1String("true")) return true;
-        if (text == QLatin1String("false")) return false;
-    }
-    return fallback;
-}
-
-bool Snapping::readBool(const QSettings& settings, const QString& key, bool fallback)
-{
-    bool textOnly = settings.format() == QSettings::IniFormat;
-#ifndef Q_OS_DARWIN
-#ifndef Q_OS_WIN
-    // Elsewhere the native format is an INI file.
-    textOnly = textOnly || settings.format() == QSettings::NativeFormat;
-#endif
-#endif
-    return boolValue(settings.value(key), textOnly, fallback);
 }
 
 } // namespace velora

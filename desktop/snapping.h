@@ -2,10 +2,6 @@
 // Where a dropped piece comes to rest: the edges of the usable screen area, or a soft grid.
 #include "geometry_types.h"
 
-#include <QString>
-#include <QVariant>
-
-class QSettings;
 
 namespace velora::Snapping {
 
@@ -21,11 +17,5 @@ double roundAway(double v);
 // usable frame. Returns the panel origin. Left wins over right and top over bottom when a piece is
 // near both; the grid counts columns from the visible frame's left and rows down from its top.
 Point snapped(const Rect& frame, double margin, const Rect& visible, bool grid);
-
-// A Boolean setting: the stored Boolean, else the fallback. Formats that cannot keep types
-// (INI files) hold a Boolean as the word true or false, so there exactly those words count.
-bool readBool(const QSettings& settings, const QString& key, bool fallback);
-// The same rule on one value; textOnlyFormat: the value came from such a text format.
-bool boolValue(const QVariant& value, bool textOnlyFormat, bool fallback);
 
 } // namespace velora::Snapping

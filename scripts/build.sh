@@ -5,5 +5,8 @@ here="$(cd "$(dirname "$0")/.." && pwd)"
 build="${VELORA_BUILD_DIR:-$here/build}"
 bash "$here/scripts/deps.sh"
 if [ ! -f "$build/build.ninja" ]; then
-  cmake -S "$here" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@" >/dev/null
+  launcher=()
+  # Rebuilds of other checkouts reuse each other's objects when ccache is there.
+  command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+  cmake -S "$here" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo "${launcher[@]}" "$@" >/dev/null
 fi

@@ -5,7 +5,6 @@
 
 #include <QDateTime>
 #include <QRandomGenerator>
-#include <QSettings>
 
 #include <algorithm>
 #include <cmath>
@@ -15,8 +14,6 @@ namespace velora {
 namespace {
 constexpr int saveDelayMs = 600;
 constexpr int rotationIntervalMs = 10'000;
-const QString defaultFrameKey = QStringLiteral("defaultFrame");
-const QString allHiddenKey = QStringLiteral("allHidden");
 
 double randomTilt()
 {
@@ -60,9 +57,15 @@ void PieceBinding::set(const Piece& piece) const
 }
 
 Studio::Studio(QObject* parent)
-    : QObject(parent)
+    : Studio(Settings::shared(), parent)
 {
-    m_allHidden = QSettings().value(allHiddenKey, false).toBool();
+}
+
+Studio::Studio(Settings& settings, QObject* parent)
+    : QObject(parent)
+    , m_settings(settings)
+{
+    m_allHidden = m_settings.allHidden();
     m_saveTimer.setSingleShot(true);
     m_saveTimer.setInterval(saveDelayMs);
     connect(&m_saveTimer, &QTimer::timeout, this, &Studio::saveNow);
@@ -97,61 +100,118 @@ void Studio::photosDidChange()
 void Studio::setPhotos(const QList<Photo>& photos)
 {
     m_photos = photos;
+    emit photosReset();
     photosDidChange();
 }
 
 void Studio::setPieces(const QList<Piece>& pieces)
 {
     m_pieces = pieces;
+    emit piecesReset();
     piecesDidChange();
+}
+
+void Studio::pieceDidChange(const QUuid& id)
+{
+    emit pieceChanged(id);
+    piecesDidChange();
+}
+
+void Studio::assignPage(Page page)
+{
+    if (m_page == page) return;
+    m_page = page;
+    emit pageChanged(page);
+}
+
+void Studio::assignSelection(std::optional<QUuid> id)
+{
+    if (m_selectedPieceID == id) return;
+    m_selectedPieceID = id;
+    emit selectionChanged();
+}
+
+void Studio::assignShowInspector(bool show)
+{
+    if (m_showInspector == show) return;
+    m_showInspector = show;
+    emit showInspectorChanged(show);
+}
+
+void Studio::assignAllHidden(bool hidden)
+{
+    // Written whether or not it changed.
+    m_settings.setAllHidden(hidden);
+    if (m_allHidden == hidden) return;
+    m_allHidden = hidden;
+    emit allHiddenChanged(hidden);
 }
 
 void Studio::setPage(Page page)
 {
-    m_page = page;
+    assignPage(page);
     emitChanged();
 }
 
 void Studio::setSelectedPieceID(std::optional<QUuid> id)
 {
-    m_selectedPieceID = id;
+    assignSelection(id);
     emitChanged();
 }
 
 void Studio::setShowInspector(bool show)
 {
-    m_showInspector = show;
+    assignShowInspector(show);
     emitChanged();
 }
 
 void Studio::setLibrarySelection(const QSet<QUuid>& selection)
 {
-    m_librarySelection = selection;
+    if (m_librarySelection != selection) {
+        m_librarySelection = selection;
+        emit librarySelectionChanged();
+    }
     emitChanged();
 }
 
 void Studio::setImporting(bool importing)
 {
-    m_importing = importing;
+    if (m_importing != importing) {
+        m_importing = importing;
+        emit importingChanged(importing);
+    }
     emitChanged();
+}
+
+void Studio::setImportProgress(qsizetype done, qsizetype total)
+{
+    if (m_importDone == done && m_importTotal == total) return;
+    m_importDone = done;
+    m_importTotal = total;
+    emit importProgressChanged(done, total);
 }
 
 void Studio::setImportMessage(std::optional<QString> message)
 {
-    m_importMessage = std::move(message);
+    if (m_importMessage != message) {
+        m_importMessage = std::move(message);
+        emit importMessageChanged();
+    }
     emitChanged();
 }
 
 void Studio::setShowPhotosPicker(bool show)
 {
-    m_showPhotosPicker = show;
+    if (m_showPhotosPicker != show) {
+        m_showPhotosPicker = show;
+        emit showPhotosPickerChanged(show);
+    }
     emitChanged();
 }
 
 void Studio::setAllHidden(bool hidden)
 {
-    m_allHidden = hidden;
-    QSettings().setValue(allHiddenKey, hidden);
+    assignAllHidden(hidden);
     emitChanged();
 }
 
@@ -161,17 +221,11 @@ bool Studio::allLocked() const
     return std::all_of(m_pieces.begin(), m_pieces.end(), [](const Piece& p) { return p.isLocked; });
 }
 
-FrameStyle Studio::defaultFrame() const
-{
-    const QVariant stored = QSettings().value(defaultFrameKey);
-    if (stored.typeId() != QMetaType::QString && stored.typeId() != QMetaType::QByteArray)
-        return FrameStyle::gallery;
-    return frameStyleFromRaw(stored.toString().toStdString()).value_or(FrameStyle::gallery);
-}
+FrameStyle Studio::defaultFrame() const { return m_settings.defaultFrame(); }
 
 void Studio::setDefaultFrame(FrameStyle style)
 {
-    QSettings().setValue(defaultFrameKey, qRawValue(style));
+    m_settings.setDefaultFrame(style);
     emitChanged();
 }
 
@@ -189,6 +243,20 @@ const Photo* Studio::photo(const QUuid& id) const
     for (const Photo& p : m_photos)
         if (p.id == id) return &p;
     return nullptr;
+}
+
+qsizetype Studio::pieceRow(const QUuid& id) const
+{
+    for (qsizetype i = 0; i < m_pieces.size(); ++i)
+        if (m_pieces[i].id == id) return i;
+    return -1;
+}
+
+qsizetype Studio::photoRow(const QUuid& id) const
+{
+    for (qsizetype i = 0; i < m_photos.size(); ++i)
+        if (m_photos[i].id == id) return i;
+    return -1;
 }
 
 const Piece* Studio::piece(const QUuid& id) const
@@ -238,13 +306,11 @@ Piece Studio::newPiece(const QList<QUuid>& photoIDs, std::optional<CollageLayout
     p.tilt = (p.frame == FrameStyle::instant || p.frame == FrameStyle::tape) ? randomTilt() : 0.0;
 
     m_pieces.append(p);
-    m_selectedPieceID = p.id;
-    m_page = Page::pieces;
-    m_showInspector = true;
-    if (m_allHidden) {
-        m_allHidden = false;
-        QSettings().setValue(allHiddenKey, false);
-    }
+    emit pieceInserted(p.id, m_pieces.size() - 1);
+    assignSelection(p.id);
+    assignPage(Page::pieces);
+    assignShowInspector(true);
+    if (m_allHidden) assignAllHidden(false);
     piecesDidChange();
     return p;
 }
@@ -264,27 +330,41 @@ void Studio::update(const QUuid& id, const std::function<void(Piece&)>& change)
     for (Piece& p : m_pieces) {
         if (p.id != id) continue;
         change(p);
-        piecesDidChange();
+        pieceDidChange(id);
         return;
     }
 }
 
+void Studio::insertPiece(qsizetype row, const Piece& piece)
+{
+    row = std::clamp<qsizetype>(row, 0, m_pieces.size());
+    m_pieces.insert(row, piece);
+    emit pieceInserted(piece.id, row);
+    piecesDidChange();
+}
+
 void Studio::select(const QUuid& id)
 {
-    m_selectedPieceID = id;
-    m_page = Page::pieces;
-    m_showInspector = true;
+    assignSelection(id);
+    assignPage(Page::pieces);
+    assignShowInspector(true);
     emitChanged();
 }
 
 void Studio::deletePiece(const QUuid& id)
 {
-    const qsizetype removed = m_pieces.removeIf([&](const Piece& p) { return p.id == id; });
-    if (m_selectedPieceID == id) {
-        m_selectedPieceID.reset();
-        m_showInspector = false;
+    bool removed = false;
+    for (qsizetype row = m_pieces.size() - 1; row >= 0; --row) {
+        if (m_pieces[row].id != id) continue;
+        m_pieces.removeAt(row);
+        emit pieceRemoved(id, row);
+        removed = true;
     }
-    if (removed > 0)
+    if (m_selectedPieceID == id) {
+        assignSelection(std::nullopt);
+        assignShowInspector(false);
+    }
+    if (removed)
         piecesDidChange();
     else
         emitChanged();
@@ -301,7 +381,8 @@ void Studio::duplicate(const QUuid& id)
     for (auto it = copy.placements.begin(); it != copy.placements.end(); ++it)
         it.value() = {it.value().x + 30, it.value().y - 30};
     m_pieces.append(copy);
-    m_selectedPieceID = copy.id;
+    emit pieceInserted(copy.id, m_pieces.size() - 1);
+    assignSelection(copy.id);
     piecesDidChange();
 }
 
@@ -312,7 +393,11 @@ void Studio::toggleLocked(const QUuid& id)
 
 void Studio::lockAll(bool locked)
 {
-    for (Piece& p : m_pieces) p.isLocked = locked;
+    for (Piece& p : m_pieces) {
+        if (p.isLocked == locked) continue;
+        p.isLocked = locked;
+        emit pieceChanged(p.id);
+    }
     piecesDidChange();
 }
 
@@ -328,10 +413,8 @@ void Studio::toggleVisible(const QUuid& id)
         break;
     }
     if (!found) return;
-    if (nowVisible) {
-        m_allHidden = false;
-        QSettings().setValue(allHiddenKey, false);
-    }
+    emit pieceChanged(id);
+    if (nowVisible) assignAllHidden(false);
     piecesDidChange();
 }
 
@@ -339,11 +422,21 @@ void Studio::removeFromLibrary(const QSet<QUuid>& photoIDs)
 {
     for (const Photo& p : m_photos)
         if (photoIDs.contains(p.id)) ImageStore::remove(p);
-    m_photos.removeIf([&](const Photo& p) { return photoIDs.contains(p.id); });
+    QSet<QUuid> removed;
+    m_photos.removeIf([&](const Photo& p) {
+        if (!photoIDs.contains(p.id)) return false;
+        removed.insert(p.id);
+        return true;
+    });
     bool piecesTouched = false;
-    for (Piece& p : m_pieces)
-        if (p.photoIDs.removeIf([&](const QUuid& id) { return photoIDs.contains(id); }) > 0) piecesTouched = true;
-    m_librarySelection.removeIf([&](const QUuid& id) { return photoIDs.contains(id); });
+    for (Piece& p : m_pieces) {
+        if (p.photoIDs.removeIf([&](const QUuid& id) { return photoIDs.contains(id); }) == 0) continue;
+        piecesTouched = true;
+        emit pieceChanged(p.id);
+    }
+    if (m_librarySelection.removeIf([&](const QUuid& id) { return photoIDs.contains(id); }) > 0)
+        emit librarySelectionChanged();
+    if (!removed.isEmpty()) emit photosRemoved(removed);
     if (piecesTouched) {
         if (m_loaded) scheduleSave();
         emit piecesChanged();
@@ -354,8 +447,21 @@ void Studio::removeFromLibrary(const QSet<QUuid>& photoIDs)
 void Studio::appendPhotos(const QList<Photo>& photos)
 {
     if (photos.isEmpty()) return;
+    const qsizetype first = m_photos.size();
     m_photos.append(photos);
+    emit photosAppended(first, photos.size());
     photosDidChange();
+}
+
+void Studio::updatePhoto(const QUuid& id, const std::function<void(Photo&)>& change)
+{
+    for (Photo& p : m_photos) {
+        if (p.id != id) continue;
+        change(p);
+        emit photoChanged(id);
+        photosDidChange();
+        return;
+    }
 }
 
 void Studio::load()
@@ -363,6 +469,8 @@ void Studio::load()
     StateFiles::readPhotos(m_photos);
     StateFiles::readPieces(m_pieces);
     m_loaded = true;
+    emit photosReset();
+    emit piecesReset();
     emit photosChanged();
     emit piecesChanged();
     emitChanged();

@@ -2,6 +2,7 @@
 // The single application state: photos, pieces, navigation, import status and the slideshow clock.
 // Lives on the main thread; every change emits changed() once the new state is in place.
 #include "records.h"
+#include "settings.h"
 
 #include <QHash>
 #include <QList>
@@ -38,7 +39,9 @@ private:
 class Studio : public QObject {
     Q_OBJECT
 public:
+    // Reads and writes "allHidden" and "defaultFrame" through the shared settings, or the given ones.
     explicit Studio(QObject* parent = nullptr);
+    explicit Studio(Settings& settings, QObject* parent = nullptr);
     ~Studio() override;
 
     // The process-wide instance, made on first use.
@@ -52,6 +55,8 @@ public:
     bool showInspector() const { return m_showInspector; }
     const QSet<QUuid>& librarySelection() const { return m_librarySelection; }
     bool importing() const { return m_importing; }
+    // Photos done and the total of the running import; both 0 when none runs.
+    std::pair<qsizetype, qsizetype> importProgress() const { return {m_importDone, m_importTotal}; }
     std::optional<QString> importMessage() const { return m_importMessage; }
     bool showPhotosPicker() const { return m_showPhotosPicker; }
     const QHash<QUuid, qint64>& ticks() const { return m_ticks; }
@@ -66,6 +71,7 @@ public:
     void setLibrarySelection(const QSet<QUuid>& selection);
     void setImportMessage(std::optional<QString> message);
     void setImporting(bool importing);
+    void setImportProgress(qsizetype done, qsizetype total);
     void setShowPhotosPicker(bool show);
     // Stored in the setting "allHidden" at once, changed or not.
     void setAllHidden(bool hidden);
@@ -74,9 +80,12 @@ public:
     bool allLocked() const;
     FrameStyle defaultFrame() const;        // setting "defaultFrame"; gallery when unset or unknown
     void setDefaultFrame(FrameStyle style);
+    Settings& settings() const { return m_settings; }
 
     // --- lookup ------------------------------------------------------------------------
     QList<Photo> photos(const Piece& piece) const;
+    qsizetype pieceRow(const QUuid& id) const;
+    qsizetype photoRow(const QUuid& id) const;
     const Photo* photo(const QUuid& id) const;
     const Piece* piece(const QUuid& id) const;
     int usage(const QUuid& photoID) const;
@@ -87,6 +96,8 @@ public:
     QString suggestedName(const QList<QUuid>& photoIDs) const;
     void add(const QList<QUuid>& photoIDs, const QUuid& pieceID);
     void update(const QUuid& id, const std::function<void(Piece&)>& change);
+    // Puts a piece back at a row (clamped to the list), e.g. when a deletion is undone.
+    void insertPiece(qsizetype row, const Piece& piece);
     void select(const QUuid& id);
     void deletePiece(const QUuid& id);
     void duplicate(const QUuid& id);
@@ -97,6 +108,8 @@ public:
     // --- library -----------------------------------------------------------------------
     void removeFromLibrary(const QSet<QUuid>& photoIDs);
     void appendPhotos(const QList<Photo>& photos);
+    // Applies a change to the library record with that identifier (its caption, say).
+    void updatePhoto(const QUuid& id, const std::function<void(Photo&)>& change);
 
     // --- import (files and folders) ----------------------------------------------------
     // Expands, decodes the fresh files on one background worker, appends them in one change,
@@ -129,8 +142,32 @@ public:
 signals:
     // Every change of any published field.
     void changed();
+    // Any change of the photos or of the pieces, after the item signals below.
     void photosChanged();
     void piecesChanged();
+
+    // Item by item, once the change is in place. Rows are positions in pieces() / photos(); a
+    // removed row is where the piece was, and several removals come from the last row up.
+    void pieceInserted(const QUuid& id, qsizetype row);
+    void pieceRemoved(const QUuid& id, qsizetype row);
+    void pieceChanged(const QUuid& id);
+    void piecesReset();
+    void photosAppended(qsizetype first, qsizetype count);
+    void photosRemoved(const QSet<QUuid>& ids);
+    void photoChanged(const QUuid& id);
+    void photosReset();
+
+    // The manager window's view state; none of these touches photos or pieces.
+    void pageChanged(velora::Page page);
+    void selectionChanged();
+    void showInspectorChanged(bool show);
+    void librarySelectionChanged();
+    void showPhotosPickerChanged(bool show);
+    void importingChanged(bool importing);
+    void importProgressChanged(qsizetype done, qsizetype total);
+    void importMessageChanged();
+
+    void allHiddenChanged(bool hidden);
     // A slideshow step: views crossfade to the new tick (1.4 s, ease-in-out).
     void advanced(const QUuid& id);
 
@@ -138,6 +175,12 @@ private:
     void emitChanged();
     void piecesDidChange();
     void photosDidChange();
+    void pieceDidChange(const QUuid& id);
+    // Set one field and emit its own signal when it changed; changed() is left to the caller.
+    void assignPage(Page page);
+    void assignSelection(std::optional<QUuid> id);
+    void assignShowInspector(bool show);
+    void assignAllHidden(bool hidden);
 
     QList<Photo> m_photos;
     QList<Piece> m_pieces;
@@ -151,13 +194,16 @@ private:
     QHash<QUuid, qint64> m_ticks;
     bool m_allHidden = false;
 
+    qsizetype m_importDone = 0;
+    qsizetype m_importTotal = 0;
+    Settings& m_settings;
+
     QHash<QUuid, qint64> m_lastRotation;
     QTimer m_saveTimer;
     QTimer m_rotationTimer;
     bool m_loaded = false;
     Clock m_clock;
     FileChooser m_fileChooser;
-
 };
 
 } // namespace velora

@@ -56,12 +56,14 @@ QThreadPool& importPool()
     return *pool;
 }
 
-// Runs on the worker: decode each file capped to the library size and store it.
-QList<Photo> decodeAndStore(const QStringList& fresh)
+// Runs on the worker: decode each file capped to the library size and store it. `progress` is
+// called (on the worker) before each file with the number of files done.
+QList<Photo> decodeAndStore(const QStringList& fresh, const std::function<void(qsizetype)>& progress)
 {
     QList<Photo> stored;
     for (const QString& path : fresh) {
         if (quitting()) break;
+        progress(&path - fresh.constData());
         std::optional<QImage> image = ImageDecoder::decode(path, ImageDecoder::maxPixel);
         if (!image) continue;
         std::optional<Photo> photo = ImageStore::store(*image, titleOf(path), path, std::nullopt);
@@ -104,8 +106,11 @@ void Studio::importURLs(const QStringList& paths, std::function<void(const QList
     }
 
     QPointer<Studio> self(this);
+    const qsizetype total = fresh.size();
+    setImportProgress(0, total);
     auto finish = [self, already, done = std::move(done)](const QList<Photo>& added) {
         if (!self) return;
+        self->setImportProgress(0, 0);
         self->appendPhotos(added);
         if (!added.isEmpty())
             self->setImportMessage(QStringLiteral("Added %1 %2 to your library.").arg(added.size()).arg(photoWord(added.size())));
@@ -117,8 +122,18 @@ void Studio::importURLs(const QStringList& paths, std::function<void(const QList
         if (done) done(already + added);
     };
 
-    importPool().start([fresh, finish = std::move(finish)]() mutable {
-        QList<Photo> added = decodeAndStore(fresh);
+    auto progress = [self, total](qsizetype doneCount) {
+        QMetaObject::invokeMethod(
+            QCoreApplication::instance(),
+            [self, doneCount, total] {
+                // A later import may have started meanwhile; only this one's running count moves.
+                if (self && self->importing() && self->importProgress().second == total)
+                    self->setImportProgress(doneCount, total);
+            },
+            Qt::QueuedConnection);
+    };
+    importPool().start([fresh, finish = std::move(finish), progress = std::move(progress)]() mutable {
+        QList<Photo> added = decodeAndStore(fresh, progress);
         // Back to the main thread; the application object outlives every Studio, and the Studio
         // itself is checked there.
         QMetaObject::invokeMethod(

@@ -257,7 +257,7 @@ private slots:
         controller->setPanelFactory(rig.log.factory());
         rig.addPiece({rig.addPhotos({{1000, 1000}})[0].id}, single, {{"MAIN", {10, 10}}});
         controller->start();
-        rig.studio.setAllHidden(false);
+        rig.studio.setAllHidden(true);
         QVERIFY(controller->syncPending());
         delete controller;
         QVERIFY(rig.log.live.empty());

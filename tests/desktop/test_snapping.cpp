@@ -1,14 +1,10 @@
-// Snapping to edges and the soft grid, the "snapToGrid" setting, and the y-up screen coordinates.
+// Snapping to edges and the soft grid, and the y-up screen coordinates.
 #include "fixtures.h"
 #include "testing.h"
 
-#include "desktop_controller.h"
 #include "screens.h"
 #include "snapping.h"
 
-#include <QDataStream>
-#include <QSettings>
-#include <QTemporaryDir>
 
 using namespace velora;
 
@@ -21,8 +17,6 @@ Point snap(const Rect& frame, double margin = 20, bool grid = true) { return Sna
 class TestSnapping : public QObject {
     Q_OBJECT
 private slots:
-    void cleanup() { QSettings().remove("snapToGrid"); }
-
     void theWorkedExamples()
     {
         // Left edge near; the top is 11 from the grid row at 491.
@@ -79,67 +73,6 @@ private slots:
         QCOMPARE(p.y, 500.0); // top at 700, rows at 900 − 24k: 708 is 8 away
         const Point q = Snapping::snapped({-1440 + 100 - 3, 505, 240, 200}, 0, v2, true);
         QCOMPARE(q.y, 708.0 - 200);
-    }
-
-    void theSettingIsABooleanOrTrue()
-    {
-        QVERIFY(DesktopController::snapToGrid()); // absent
-        for (const QVariant& v : {QVariant(false), QVariant(true), QVariant(0), QVariant("no"), QVariant(QVariantList{false})}) {
-            QSettings().setValue("snapToGrid", v);
-            QCOMPARE(DesktopController::snapToGrid(), v.typeId() != QMetaType::Bool || v.toBool());
-        }
-
-        // Read on every call: the snapping follows at once.
-        QSettings().setValue("snapToGrid", false);
-        QCOMPARE(DesktopController::snapped({246.99 - 20, 400, 240, 200}, 20, {"K", V, V}).x, 246.99 - 20);
-        QSettings().remove("snapToGrid");
-        QCOMPARE(DesktopController::snapped({246.99 - 20, 400, 240, 200}, 20, {"K", V, V}).x, 240.0 - 20);
-    }
-
-    void textFilesKeepBooleansAsWords()
-    {
-        QTemporaryDir dir;
-        // "false" is how an INI file holds a Boolean; nothing else reads as one.
-        for (const char* line : {"snapToGrid=false", "snapToGrid=true", "snapToGrid=False", "snapToGrid=0",
-                                 "snapToGrid=no", "snapToGrid=", "other=false"}) {
-            QVERIFY(testing::writeBytes(dir.filePath("s.ini"), "[General]\n" + QByteArray(line) + "\n"));
-            const QSettings s(dir.filePath("s.ini"), QSettings::IniFormat);
-            QCOMPARE(Snapping::readBool(s, "snapToGrid", true), qstrcmp(line, "snapToGrid=false") != 0);
-        }
-
-        // Written by QSettings itself and read from the file (another path, so that this process's
-        // cache of the first does not answer).
-        {
-            QSettings s(dir.filePath("w.ini"), QSettings::IniFormat);
-            s.setValue("snapToGrid", false);
-        }
-        QVERIFY(QFile::copy(dir.filePath("w.ini"), dir.filePath("r.ini")));
-        const QSettings back(dir.filePath("r.ini"), QSettings::IniFormat);
-        QCOMPARE(back.value("snapToGrid").typeId(), int(QMetaType::QString));
-        QVERIFY(!Snapping::readBool(back, "snapToGrid", true));
-    }
-
-    void formatsThatKeepTypesNeedARealBoolean()
-    {
-        // A settings format that keeps the types of its values.
-        const QSettings::Format typed = QSettings::registerFormat(
-            "vtyped",
-            [](QIODevice& d, QSettings::SettingsMap& map) { QDataStream in(&d); in >> map; return in.status() == QDataStream::Ok; },
-            [](QIODevice& d, const QSettings::SettingsMap& map) { QDataStream out(&d); out << map; return out.status() == QDataStream::Ok; });
-        QTemporaryDir dir;
-        {
-            QSettings s(dir.filePath("a.vtyped"), typed);
-            s.setValue("snapToGrid", QStringLiteral("false"));
-            s.setValue("asBool", false);
-        }
-        QVERIFY(QFile::copy(dir.filePath("a.vtyped"), dir.filePath("b.vtyped")));
-        const QSettings s(dir.filePath("b.vtyped"), typed);
-        QCOMPARE(s.value("snapToGrid").typeId(), int(QMetaType::QString));
-        QVERIFY(Snapping::readBool(s, "snapToGrid", true));
-        QVERIFY(!Snapping::readBool(s, "asBool", true));
-        QVERIFY(!Snapping::boolValue(QVariant(false), false, true));
-        QVERIFY(Snapping::boolValue(QVariant(QStringLiteral("false")), false, true));
-        QVERIFY(!Snapping::boolValue(QVariant(QStringLiteral("false")), true, true));
     }
 
     void screenSpaceFlipsAboutThePrimarysBottom()
