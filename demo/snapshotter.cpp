@@ -6,6 +6,7 @@
 #include "piece_renderer.h"
 #include "storage.h"
 #include "studio.h"
+#include "texts.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -177,7 +178,7 @@ int run(const QString& directory)
             for (int index : photosFor(layout, s)) ids.append(photos.at(index).id);
             const Piece made = studio.newPiece(ids, layout);
             studio.update(made.id, [&](Piece& piece) {
-                piece.name = qTitle(style) + QStringLiteral(" · ") + qTitle(layout);
+                piece.name = Texts::title(style) + QStringLiteral(" · ") + Texts::title(layout);
                 piece.frame = style;
                 piece.width = widthFor(layout);
                 piece.tilt = tiltFor(style, layout);
@@ -188,7 +189,7 @@ int run(const QString& directory)
                 if (piece.vertical) piece.width = 260;
             });
             const Piece* piece = studio.piece(made.id);
-            const QString label = qTitle(style) + QStringLiteral(" · ") + qTitle(layout)
+            const QString label = Texts::title(style) + QStringLiteral(" · ") + Texts::title(layout)
                 + (piece->vertical ? QStringLiteral(" (vertical)") : QString());
             shots.append({QStringLiteral("piece-%1-%2.png").arg(qRawValue(style), qRawValue(layout)), label,
                           PieceView{*piece, studio.photos(*piece), studio.tick(piece->id), std::nullopt}});

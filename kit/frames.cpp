@@ -9,27 +9,14 @@ namespace velora {
 const FrameInsets FrameInsets::zero{};
 
 namespace {
-constexpr std::array<CaseTexts, 5> styleTexts = {{
-    {"gallery", "Gallery", "photo.artframe",
-     "A thin white mat and a soft shadow, like a print on a gallery wall."},
-    {"instant", "Instant", "rectangle.bottomhalf.filled",
-     "A deep bottom border with your caption written by hand."},
-    {"film", "Film strip", "film", "A dark strip with sprocket holes you can see the desktop through."},
-    {"bare", "Bare", "app", "Just the photo, with softly rounded corners."},
-    {"tape", "Tape", "bandage", "A print stuck up with two strips of masking tape."},
-}};
-
-const CaseTexts& texts(FrameStyle s) { return styleTexts[static_cast<int>(s)]; }
+constexpr std::array<std::string_view, 5> styleRaw = {"gallery", "instant", "film", "bare", "tape"};
 } // namespace
 
-std::string_view rawValue(FrameStyle s) { return texts(s).raw; }
-std::string_view title(FrameStyle s) { return texts(s).title; }
-std::string_view blurb(FrameStyle s) { return texts(s).blurb; }
-std::string_view symbol(FrameStyle s) { return texts(s).symbol; }
+std::string_view rawValue(FrameStyle s) { return styleRaw[static_cast<int>(s)]; }
 
 std::optional<FrameStyle> frameStyleFromRaw(std::string_view raw)
 {
-    return caseFromRaw<FrameStyle>(styleTexts, raw);
+    return caseFromRaw<FrameStyle>(styleRaw, raw);
 }
 
 FrameInsets FrameMetrics::insets(FrameStyle style, Size content, bool vertical, bool caption)

@@ -14,9 +14,6 @@ inline constexpr std::array<FrameStyle, 5> allFrameStyles = {
     FrameStyle::gallery, FrameStyle::instant, FrameStyle::film, FrameStyle::bare, FrameStyle::tape};
 
 std::string_view rawValue(FrameStyle);
-std::string_view title(FrameStyle);
-std::string_view blurb(FrameStyle);
-std::string_view symbol(FrameStyle);
 std::optional<FrameStyle> frameStyleFromRaw(std::string_view raw);
 
 struct FrameInsets {

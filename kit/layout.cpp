@@ -9,16 +9,7 @@
 namespace velora {
 
 namespace {
-constexpr std::array<CaseTexts, 6> layoutTexts = {{
-    {"single", "Single", "photo", "One photo at a time"},
-    {"row", "Row", "rectangle.split.3x1", "Side by side, equal height"},
-    {"column", "Column", "rectangle.split.1x2", "Stacked, equal width"},
-    {"justified", "Justified", "rectangle.3.group", "Neat rows that fill the width"},
-    {"stack", "Stack", "square.stack", "A loose, fanned pile"},
-    {"frieze", "Frieze", "film", "A strip of film"},
-}};
-
-const CaseTexts& texts(CollageLayout l) { return layoutTexts[static_cast<int>(l)]; }
+constexpr std::array<std::string_view, 6> layoutRaw = {"single", "row", "column", "justified", "stack", "frieze"};
 
 std::vector<double> clamped(const std::vector<double>& aspects)
 {
@@ -39,14 +30,11 @@ double stretchedHeight(double width, std::size_t count, double spacing, double a
 }
 } // namespace
 
-std::string_view rawValue(CollageLayout l) { return texts(l).raw; }
-std::string_view title(CollageLayout l) { return texts(l).title; }
-std::string_view blurb(CollageLayout l) { return texts(l).blurb; }
-std::string_view symbol(CollageLayout l) { return texts(l).symbol; }
+std::string_view rawValue(CollageLayout l) { return layoutRaw[static_cast<int>(l)]; }
 
 std::optional<CollageLayout> collageLayoutFromRaw(std::string_view raw)
 {
-    return caseFromRaw<CollageLayout>(layoutTexts, raw);
+    return caseFromRaw<CollageLayout>(layoutRaw, raw);
 }
 
 double LayoutMath::clamp(double aspect)

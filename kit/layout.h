@@ -17,9 +17,6 @@ inline constexpr std::array<CollageLayout, 6> allCollageLayouts = {
     CollageLayout::justified, CollageLayout::stack, CollageLayout::frieze};
 
 std::string_view rawValue(CollageLayout);
-std::string_view title(CollageLayout);
-std::string_view blurb(CollageLayout);
-std::string_view symbol(CollageLayout);
 std::optional<CollageLayout> collageLayoutFromRaw(std::string_view raw);
 
 struct PlacedTile {

@@ -100,14 +100,6 @@ Piece Piece::make(const QString& name, const QList<QUuid>& photoIDs)
     return p;
 }
 
-QString Piece::summary() const
-{
-    const qsizetype n = photoIDs.size();
-    const QString count = n == 1 ? QStringLiteral("1 photo") : QStringLiteral("%1 photos").arg(n);
-    return qTitle(layout) + QStringLiteral(" · ") + count + QStringLiteral(" · ")
-        + qTitle(PieceGeometry::effectiveStyle(frame, layout));
-}
-
 QString rawValue(Page p)
 {
     switch (p) {
@@ -126,9 +118,7 @@ std::optional<Page> pageFromRaw(const QString& raw)
 }
 
 QString qRawValue(FrameStyle s) { return fromView(rawValue(s)); }
-QString qTitle(FrameStyle s) { return fromView(title(s)); }
 QString qRawValue(CollageLayout l) { return fromView(rawValue(l)); }
-QString qTitle(CollageLayout l) { return fromView(title(l)); }
 
 QJsonObject Json::encode(const Photo& p)
 {

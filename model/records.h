@@ -69,9 +69,6 @@ struct Piece {
     // A new piece with the creation defaults: fresh id, random seed in 1...4294967295, created now.
     static Piece make(const QString& name, const QList<QUuid>& photoIDs);
 
-    // e.g. "Row · 3 photos · Gallery"
-    QString summary() const;
-
     friend bool operator==(const Piece&, const Piece&) = default;
 };
 
@@ -80,11 +77,9 @@ inline constexpr std::array<Page, 3> allPages = {Page::pieces, Page::library, Pa
 QString rawValue(Page);
 std::optional<Page> pageFromRaw(const QString& raw);
 
-// Qt-string forms of the kit's texts.
+// Qt-string forms of the kit's raw values.
 QString qRawValue(FrameStyle);
-QString qTitle(FrameStyle);
 QString qRawValue(CollageLayout);
-QString qTitle(CollageLayout);
 
 namespace Json {
 QJsonObject encode(const Photo&);

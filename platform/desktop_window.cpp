@@ -35,6 +35,17 @@ QByteArray choosePlatformForPieces()
     return chosen;
 }
 
+QByteArray takeActivationToken()
+{
+    QByteArray token;
+    for (const char* name : {"XDG_ACTIVATION_TOKEN", "DESKTOP_STARTUP_ID"}) {
+        const QByteArray value = qgetenv(name);
+        if (token.isEmpty() && !value.isEmpty()) token = value;
+        qunsetenv(name);
+    }
+    return token;
+}
+
 QString sessionName(Session s)
 {
     switch (s) {

@@ -27,6 +27,14 @@ void prepareDesktopWindow(QWindow* window);
 // listen to requests about mapped windows, and Qt re-applies its own level on macOS.
 void desktopWindowShown(QWindow* window);
 
+// Brings an ordinary window (the manager) to the front and gives it the keyboard, also when the
+// user is working in another application. `token` is the launcher's activation token
+// (DESKTOP_STARTUP_ID or XDG_ACTIVATION_TOKEN of the launch that asked for it), or empty.
+void activateWindow(QWindow* window, const QByteArray& token);
+// The activation token this process was started with, taken out of the environment so that no
+// child inherits it.
+QByteArray takeActivationToken();
+
 // Whether translucent windows are blended with what lies below them. X11 needs a compositing
 // manager for that; without one, pieces are cut to their shape instead.
 bool blendsTranslucentWindows();

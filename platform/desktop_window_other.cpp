@@ -1,8 +1,16 @@
 // Window systems without extra hooks: Qt's window flags are all there is.
 #include "desktop_window.h"
 
+#include <QWindow>
+
 namespace velora::Platform {
 void prepareDesktopWindow(QWindow*) {}
 void desktopWindowShown(QWindow*) {}
 bool blendsTranslucentWindows() { return true; }
+void activateWindow(QWindow* window, const QByteArray&)
+{
+    if (!window) return;
+    window->raise();
+    window->requestActivate();
+}
 } // namespace velora::Platform

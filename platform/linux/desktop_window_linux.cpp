@@ -145,6 +145,72 @@ void desktopWindowShown(QWindow* window)
     xcb_flush(c);
 }
 
+namespace {
+
+// The startup notification's "remove" message, so the launcher stops its busy feedback: the
+// text goes to the root window in 20-byte pieces, the first as _NET_STARTUP_INFO_BEGIN.
+void endStartupNotification(xcb_connection_t* c, xcb_window_t root, xcb_window_t from, const QByteArray& id)
+{
+    QByteArray text = "remove: ID=\"";
+    for (const char ch : id) {
+        if (ch == '"' || ch == '\\') text += '\\';
+        text += ch;
+    }
+    text += "\"";
+    text += '\0';
+    const xcb_atom_t begin = atom(c, "_NET_STARTUP_INFO_BEGIN");
+    const xcb_atom_t more = atom(c, "_NET_STARTUP_INFO");
+    for (int at = 0; at < text.size(); at += 20) {
+        xcb_client_message_event_t event;
+        std::memset(&event, 0, sizeof event);
+        event.response_type = XCB_CLIENT_MESSAGE;
+        event.format = 8;
+        event.window = from;
+        event.type = at == 0 ? begin : more;
+        std::memcpy(event.data.data8, text.constData() + at, size_t(std::min<int>(20, int(text.size()) - at)));
+        xcb_send_event(c, 0, root, XCB_EVENT_MASK_PROPERTY_CHANGE, reinterpret_cast<const char*>(&event));
+    }
+}
+
+// A startup id ends in "_TIME<n>": the time of the click that launched, in X server time.
+uint32_t timeOf(const QByteArray& id)
+{
+    const int at = id.lastIndexOf("_TIME");
+    if (at < 0) return 0;
+    bool ok = false;
+    const qulonglong t = id.mid(at + 5).toULongLong(&ok);
+    return ok && t <= 0xFFFFFFFFull ? uint32_t(t) : 0;
+}
+
+} // namespace
+
+void activateWindow(QWindow* window, const QByteArray& token)
+{
+    if (!window) return;
+    window->raise();
+    xcb_connection_t* c = connection();
+    if (!c) {
+        window->requestActivate();
+        return;
+    }
+    const auto w = xcb_window_t(window->winId());
+    const xcb_window_t root = rootOf(c, w);
+    if (root == XCB_WINDOW_NONE) return;
+    if (!token.isEmpty()) {
+        xcb_change_property(c, XCB_PROP_MODE_REPLACE, w, atom(c, "_NET_STARTUP_ID"), atom(c, "UTF8_STRING"), 8,
+                            uint32_t(token.size()), token.constData());
+        endStartupNotification(c, root, w, token);
+    }
+    // With a launch time the window manager weighs it against the user's last input, as for any
+    // application; without one the request comes from the user's own second launch, which a
+    // pager's request stands for.
+    const uint32_t time = timeOf(token);
+    constexpr uint32_t fromApplication = 1;
+    constexpr uint32_t fromPager = 2;
+    sendClientMessage(c, root, w, atom(c, "_NET_ACTIVE_WINDOW"), {time ? fromApplication : fromPager, time, 0, 0, 0});
+    xcb_flush(c);
+}
+
 bool blendsTranslucentWindows()
 {
     xcb_connection_t* c = connection();

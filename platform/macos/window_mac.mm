@@ -48,4 +48,10 @@ void prepareDesktopWindow(QWindow* window) { apply(window); }
 void desktopWindowShown(QWindow* window) { apply(window); }
 bool blendsTranslucentWindows() { return true; }
 
+void activateWindow(QWindow* window, const QByteArray&)
+{
+    [NSApp activateIgnoringOtherApps:YES];
+    if (NSWindow* w = nativeWindow(window)) [w makeKeyAndOrderFront:nil];
+}
+
 } // namespace velora::Platform

@@ -13,17 +13,14 @@ bool near(double a, double b, double eps = 1e-9) { return std::abs(a - b) <= eps
 class TestLayout : public QObject {
     Q_OBJECT
 private slots:
-    void layoutsInDeclarationOrderWithTheirTexts()
+    void layoutsInDeclarationOrderWithTheirRawValues()
     {
         const char* raws[] = {"single", "row", "column", "justified", "stack", "frieze"};
-        const char* titles[] = {"Single", "Row", "Column", "Justified", "Stack", "Frieze"};
         QCOMPARE(allCollageLayouts.size(), std::size(raws));
         for (size_t i = 0; i < allCollageLayouts.size(); ++i) {
             QCOMPARE(rawValue(allCollageLayouts[i]), std::string_view(raws[i]));
-            QCOMPARE(title(allCollageLayouts[i]), std::string_view(titles[i]));
             QCOMPARE(collageLayoutFromRaw(raws[i]), std::optional(allCollageLayouts[i]));
         }
-        QCOMPARE(blurb(CollageLayout::stack), std::string_view("A loose, fanned pile"));
         QVERIFY(!collageLayoutFromRaw("grid"));
     }
 

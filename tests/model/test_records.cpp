@@ -57,22 +57,6 @@ private slots:
         QVERIFY(nulls && nulls->width == 300 && !nulls->displayID && nulls->placements.isEmpty());
     }
 
-    void summaryReadsLikeAList()
-    {
-        Piece p = Piece::make({}, {QUuid::createUuid(), QUuid::createUuid(), QUuid::createUuid()});
-        p.layout = CollageLayout::row;
-        QCOMPARE(p.summary(), QStringLiteral("Row · 3 photos · Gallery"));
-        p.layout = CollageLayout::frieze;
-        p.frame = FrameStyle::tape;
-        p.photoIDs.removeLast();
-        QCOMPARE(p.summary(), QStringLiteral("Frieze · 2 photos · Film strip"));
-        p.photoIDs = {QUuid::createUuid()};
-        p.layout = CollageLayout::single;
-        QCOMPARE(p.summary(), QStringLiteral("Single · 1 photo · Tape"));
-        p.photoIDs.clear();
-        QCOMPARE(p.summary(), QStringLiteral("Single · 0 photos · Tape"));
-    }
-
     void textForms()
     {
         QCOMPARE(rawValue(Page::library), QStringLiteral("library"));

@@ -1,0 +1,248 @@
+#include "icons.h"
+
+#include <QApplication>
+#include <QIconEngine>
+#include <QLinearGradient>
+#include <QPainter>
+#include <QPainterPath>
+#include <QPalette>
+#include <QPixmap>
+
+#include <array>
+
+namespace velora {
+
+namespace {
+
+// Theme names to try, in order: the freedesktop name first, then common theme names.
+QStringList themeNames(Glyph g)
+{
+    switch (g) {
+    case Glyph::library: return {QStringLiteral("folder-pictures")};
+    case Glyph::eye: return {QStringLiteral("view-visible"), QStringLiteral("view-reveal-symbolic")};
+    case Glyph::eyeSlash: return {QStringLiteral("view-hidden"), QStringLiteral("view-conceal-symbolic")};
+    case Glyph::lock: return {QStringLiteral("object-locked"), QStringLiteral("changes-prevent-symbolic")};
+    case Glyph::lockOpen: return {QStringLiteral("object-unlocked"), QStringLiteral("changes-allow-symbolic")};
+    case Glyph::plus: return {QStringLiteral("list-add")};
+    case Glyph::trash: return {QStringLiteral("edit-delete")};
+    case Glyph::forward: return {QStringLiteral("media-skip-forward")};
+    case Glyph::duplicate: return {QStringLiteral("edit-copy")};
+    case Glyph::dismiss: return {QStringLiteral("window-close")};
+    default: return {};
+    }
+}
+
+// Draws a glyph on a 24 × 24 grid.
+void draw(QPainter& p, Glyph g, const QColor& ink)
+{
+    QPen pen(ink, 1.7, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
+    p.setPen(pen);
+    p.setBrush(Qt::NoBrush);
+    const auto filled = [&](const QPainterPath& path) { p.fillPath(path, ink); };
+    switch (g) {
+    case Glyph::pieces: {
+        p.save();
+        p.translate(9.5, 12);
+        p.rotate(-10);
+        p.drawRoundedRect(QRectF(-6.5, -6, 13, 11), 1.5, 1.5);
+        p.restore();
+        p.drawRoundedRect(QRectF(11, 8, 10.5, 12), 1.5, 1.5);
+        break;
+    }
+    case Glyph::library:
+        p.drawRoundedRect(QRectF(3.5, 7.5, 14, 12), 1.5, 1.5);
+        p.drawPolyline(QPolygonF({{6.5, 5}, {20.5, 5}, {20.5, 16}}));
+        p.drawPolyline(QPolygonF({{5.5, 17}, {9.5, 12.5}, {12.5, 15.5}, {14, 14}, {16, 16}}));
+        break;
+    case Glyph::styles: {
+        QPainterPath palette;
+        palette.moveTo(12, 3.5);
+        palette.cubicTo(6.5, 3.5, 3, 7.5, 3, 12);
+        palette.cubicTo(3, 17, 7, 20.5, 11, 20.5);
+        palette.cubicTo(13, 20.5, 13.2, 18.8, 12.4, 17.6);
+        palette.cubicTo(11.5, 16.2, 12.5, 14.8, 14, 14.8);
+        palette.lineTo(16.5, 14.8);
+        palette.cubicTo(19.5, 14.8, 21, 13, 21, 10.6);
+        palette.cubicTo(21, 6.5, 17, 3.5, 12, 3.5);
+        p.drawPath(palette);
+        for (const QPointF c : {QPointF(7.5, 11), QPointF(9.5, 7.3), QPointF(14, 6.8), QPointF(17.2, 9.6)}) {
+            QPainterPath dot;
+            dot.addEllipse(c, 1.4, 1.4);
+            filled(dot);
+        }
+        break;
+    }
+    case Glyph::inspector:
+        p.drawRoundedRect(QRectF(3, 4.5, 18, 15), 2.5, 2.5);
+        p.drawLine(QPointF(14.5, 4.5), QPointF(14.5, 19.5));
+        p.drawLine(QPointF(16.8, 8), QPointF(18.7, 8));
+        p.drawLine(QPointF(16.8, 10.8), QPointF(18.7, 10.8));
+        break;
+    case Glyph::eye:
+    case Glyph::eyeSlash: {
+        QPainterPath eye;
+        eye.moveTo(2.5, 12);
+        eye.cubicTo(5.5, 6.5, 18.5, 6.5, 21.5, 12);
+        eye.cubicTo(18.5, 17.5, 5.5, 17.5, 2.5, 12);
+        p.drawPath(eye);
+        QPainterPath pupil;
+        pupil.addEllipse(QPointF(12, 12), 2.8, 2.8);
+        filled(pupil);
+        if (g == Glyph::eyeSlash) p.drawLine(QPointF(4.5, 4.5), QPointF(19.5, 19.5));
+        break;
+    }
+    case Glyph::lock:
+    case Glyph::lockOpen: {
+        QPainterPath body;
+        body.addRoundedRect(QRectF(5, 10.5, 14, 10), 2, 2);
+        filled(body);
+        QPainterPath shackle;
+        if (g == Glyph::lock) {
+            shackle.moveTo(8, 10.5);
+            shackle.lineTo(8, 7.5);
+            shackle.arcTo(QRectF(8, 3.5, 8, 8), 180, -180);
+            shackle.lineTo(16, 10.5);
+        } else {
+            shackle.moveTo(16, 10.5);
+            shackle.lineTo(16, 7.5);
+            shackle.arcTo(QRectF(16, 3.5, 8, 8), 180, -180);
+            shackle.lineTo(24, 9);
+        }
+        p.drawPath(shackle);
+        break;
+    }
+    case Glyph::plus:
+        p.drawLine(QPointF(12, 5), QPointF(12, 19));
+        p.drawLine(QPointF(5, 12), QPointF(19, 12));
+        break;
+    case Glyph::trash:
+        p.drawLine(QPointF(4.5, 6.5), QPointF(19.5, 6.5));
+        p.drawPolyline(QPolygonF({{9.5, 6.5}, {9.5, 4}, {14.5, 4}, {14.5, 6.5}}));
+        p.drawPolyline(QPolygonF({{6.5, 6.5}, {7.5, 20}, {16.5, 20}, {17.5, 6.5}}));
+        p.drawLine(QPointF(10.2, 10), QPointF(10.2, 16.5));
+        p.drawLine(QPointF(13.8, 10), QPointF(13.8, 16.5));
+        break;
+    case Glyph::forward: {
+        QPainterPath a;
+        a.addPolygon(QPolygonF({{4, 6}, {12, 12}, {4, 18}}));
+        a.addPolygon(QPolygonF({{12, 6}, {20, 12}, {12, 18}}));
+        filled(a);
+        break;
+    }
+    case Glyph::duplicate:
+        p.drawRoundedRect(QRectF(8.5, 8.5, 12, 12), 2, 2);
+        p.drawPolyline(QPolygonF({{15.5, 5.5}, {15.5, 3.5}, {3.5, 3.5}, {3.5, 15.5}, {5.5, 15.5}}));
+        break;
+    case Glyph::photo: {
+        p.drawRoundedRect(QRectF(3, 5, 18, 14), 2, 2);
+        QPainterPath hill;
+        hill.moveTo(3.5, 17.5);
+        hill.lineTo(9, 11.5);
+        hill.lineTo(13, 15.5);
+        hill.lineTo(15.5, 13);
+        hill.lineTo(20.5, 17.5);
+        p.drawPath(hill);
+        QPainterPath sun;
+        sun.addEllipse(QPointF(16, 9), 1.6, 1.6);
+        filled(sun);
+        break;
+    }
+    case Glyph::drop:
+        p.drawPolyline(QPolygonF({{8, 9}, {4, 9}, {4, 20}, {20, 20}, {20, 9}, {16, 9}}));
+        p.drawLine(QPointF(12, 3), QPointF(12, 14.5));
+        p.drawPolyline(QPolygonF({{8.5, 11}, {12, 14.5}, {15.5, 11}}));
+        break;
+    case Glyph::sliders:
+        for (const auto& [y, knob] : std::array<std::pair<double, double>, 3>{{{6, 15}, {12, 8}, {18, 13}}}) {
+            p.drawLine(QPointF(3.5, y), QPointF(20.5, y));
+            QPainterPath k;
+            k.addEllipse(QPointF(knob, y), 2.3, 2.3);
+            p.fillPath(k, QApplication::palette().color(QPalette::Base));
+            p.drawPath(k);
+        }
+        break;
+    case Glyph::dismiss:
+        p.drawLine(QPointF(7, 7), QPointF(17, 17));
+        p.drawLine(QPointF(17, 7), QPointF(7, 17));
+        break;
+    case Glyph::app: {
+        // A tilted instant print over a straight one, in the brand's sunset colours.
+        p.setPen(Qt::NoPen);
+        QLinearGradient brand(QPointF(2, 2), QPointF(22, 22));
+        brand.setColorAt(0, QColor(0xff, 0x8a, 0x5c));
+        brand.setColorAt(1, QColor(0xb4, 0x4c, 0xe0));
+        QPainterPath tile;
+        tile.addRoundedRect(QRectF(1, 1, 22, 22), 5.5, 5.5);
+        p.fillPath(tile, brand);
+        p.save();
+        p.translate(12, 12.5);
+        p.rotate(-8);
+        p.setBrush(QColor(255, 253, 248));
+        p.drawRoundedRect(QRectF(-6.5, -7.5, 13, 15), 1, 1);
+        QLinearGradient sky(QPointF(0, -6), QPointF(0, 3));
+        sky.setColorAt(0, QColor(0x4f, 0x8d, 0xd6));
+        sky.setColorAt(1, QColor(0xf6, 0xc1, 0x7a));
+        p.setBrush(sky);
+        p.drawRect(QRectF(-5.2, -6.2, 10.4, 9.5));
+        p.setBrush(QColor(0x2f, 0x6b, 0x4f));
+        p.drawPolygon(QPolygonF({{-5.2, 3.3}, {-1.5, -1.2}, {1.2, 1.4}, {2.6, 0.2}, {5.2, 3.3}}));
+        p.restore();
+        break;
+    }
+    }
+}
+
+class GlyphEngine final : public QIconEngine {
+public:
+    explicit GlyphEngine(Glyph g) : m_glyph(g) {}
+
+    void paint(QPainter* painter, const QRect& rect, QIcon::Mode mode, QIcon::State) override
+    {
+        const QPalette palette = QApplication::palette();
+        QColor ink = palette.color(mode == QIcon::Selected ? QPalette::HighlightedText : QPalette::WindowText);
+        if (mode == QIcon::Disabled) ink.setAlphaF(0.35f);
+        painter->save();
+        painter->setRenderHint(QPainter::Antialiasing);
+        const qreal side = std::min(rect.width(), rect.height());
+        painter->translate(rect.x() + (rect.width() - side) / 2, rect.y() + (rect.height() - side) / 2);
+        painter->scale(side / 24.0, side / 24.0);
+        draw(*painter, m_glyph, ink);
+        painter->restore();
+    }
+
+    QPixmap pixmap(const QSize& size, QIcon::Mode mode, QIcon::State state) override
+    {
+        return scaledPixmap(size, mode, state, 1.0);
+    }
+
+    QPixmap scaledPixmap(const QSize& size, QIcon::Mode mode, QIcon::State state, qreal scale) override
+    {
+        QPixmap pm(size * scale);
+        pm.setDevicePixelRatio(scale);
+        pm.fill(Qt::transparent);
+        QPainter p(&pm);
+        paint(&p, QRect(QPoint(0, 0), size), mode, state);
+        return pm;
+    }
+
+    QIconEngine* clone() const override { return new GlyphEngine(m_glyph); }
+    QString key() const override { return QStringLiteral("velora-glyph"); }
+
+private:
+    Glyph m_glyph;
+};
+
+} // namespace
+
+QIcon Icons::drawn(Glyph glyph) { return QIcon(new GlyphEngine(glyph)); }
+
+QIcon Icons::icon(Glyph glyph)
+{
+    for (const QString& name : themeNames(glyph))
+        if (QIcon::hasThemeIcon(name)) return QIcon::fromTheme(name);
+    return drawn(glyph);
+}
+
+QIcon Icons::appIcon() { return drawn(Glyph::app); }
+
+} // namespace velora

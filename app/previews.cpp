@@ -1,0 +1,45 @@
+#include "previews.h"
+
+#include "piece_content.h"
+#include "piece_renderer.h"
+
+#include <algorithm>
+
+namespace velora {
+
+Previews::Previews(qsizetype byteLimit)
+    : m_cache(4096, byteLimit)
+{
+}
+
+QImage Previews::preview(const PieceView& view, QSize box, qreal dpr)
+{
+    if (box.isEmpty()) return {};
+    PieceView drawn = PieceContent::drawnPart(view);
+    drawn.piece.id = {};
+    if (auto hit = m_cache.get(view.piece.id); hit && hit->drawn == drawn && hit->box == box && hit->dpr == dpr)
+        return hit->image;
+
+    // Rendered at the width that fits the box, so that frames and text are laid out for the size
+    // they are seen at rather than scaled down from the desktop size.
+    const QSizeF natural = PieceRenderer::canvasSize(drawn);
+    QImage image;
+    if (!natural.isEmpty()) {
+        const double scale = std::min({box.width() / natural.width(), box.height() / natural.height(), 1.0});
+        PieceView sized = drawn;
+        sized.width = drawn.effectiveWidth() * scale;
+        image = PieceRenderer::render(sized, dpr);
+        ++m_renders;
+        // Frames grow a little slower than the width: fit what came out exactly.
+        const QSizeF got = image.deviceIndependentSize();
+        if (!image.isNull() && (got.width() > box.width() + 0.5 || got.height() > box.height() + 0.5)) {
+            const double fit = std::min(box.width() / got.width(), box.height() / got.height());
+            image = image.scaled((got * fit * dpr).toSize(), Qt::KeepAspectRatio, Qt::SmoothTransformation);
+            image.setDevicePixelRatio(dpr);
+        }
+    }
+    m_cache.insert(view.piece.id, Entry{drawn, box, dpr, image}, qsizetype(image.sizeInBytes()));
+    return image;
+}
+
+} // namespace velora
