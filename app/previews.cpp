@@ -12,13 +12,27 @@ Previews::Previews(qsizetype byteLimit)
 {
 }
 
-QImage Previews::preview(const PieceView& view, QSize box, qreal dpr)
+namespace {
+PieceView drawnOf(const PieceView& view)
 {
-    if (box.isEmpty()) return {};
     PieceView drawn = PieceContent::drawnPart(view);
     drawn.piece.id = {};
-    if (auto hit = m_cache.get(view.piece.id); hit && hit->drawn == drawn && hit->box == box && hit->dpr == dpr)
+    return drawn;
+}
+} // namespace
+
+std::optional<QImage> Previews::cached(const PieceView& view, QSize box, qreal dpr)
+{
+    if (box.isEmpty()) return QImage();
+    if (auto hit = m_cache.get(view.piece.id); hit && hit->box == box && hit->dpr == dpr && hit->drawn == drawnOf(view))
         return hit->image;
+    return std::nullopt;
+}
+
+QImage Previews::preview(const PieceView& view, QSize box, qreal dpr)
+{
+    if (auto hit = cached(view, box, dpr)) return *hit;
+    const PieceView drawn = drawnOf(view);
 
     // Rendered at the width that fits the box, so that frames and text are laid out for the size
     // they are seen at rather than scaled down from the desktop size.

@@ -16,8 +16,10 @@ public:
     explicit Previews(qsizetype byteLimit = 48 * 1024 * 1024);
 
     // The piece drawn to fit `box` (points) at `dpr`, centred by the caller; null when the piece
-    // cannot be drawn.
+    // cannot be drawn. Renders when the cache has no current picture.
     QImage preview(const PieceView& view, QSize box, qreal dpr);
+    // Only what the cache holds: nothing when a rendering is due.
+    std::optional<QImage> cached(const PieceView& view, QSize box, qreal dpr);
 
     qsizetype bytes() const { return m_cache.cost(); }
     int count() const { return m_cache.size(); }

@@ -146,7 +146,7 @@ QImage contactSheet(const QList<Shot>& shots, int columns)
 
 } // namespace
 
-int run(const QString& directory)
+int run(const QString& directory, const WindowPictures& windows)
 {
     QTextStream out(stdout);
     QTextStream err(stderr);
@@ -231,6 +231,12 @@ int run(const QString& directory)
     else ok = false;
     if (writePng(contactSheet(shots, 6), dir.filePath(QStringLiteral("contact-sheet.png")), err)) ++written;
     else ok = false;
+
+    if (windows)
+        for (const auto& [file, picture] : windows()) {
+            if (writePng(picture, dir.filePath(file), err)) ++written;
+            else ok = false;
+        }
 
     studio.saveNow();
     out << "Velora snapshots: " << written << " pictures in " << QDir::toNativeSeparators(dir.absolutePath())

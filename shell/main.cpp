@@ -1,22 +1,25 @@
-// Velora's entry: the library, the Studio, the desktop pieces, and saving on the way out.
+// Velora's entry: which library and settings, one copy per library, then the application.
+#include "application.h"
 #include "demo_library.h"
 #include "desktop_controller.h"
 #include "desktop_window.h"
+#include "manager_window.h"
+#include "settings.h"
+#include "single_instance.h"
 #include "snapshotter.h"
+#include "window_shots.h"
 #include "storage.h"
 #include "studio.h"
 #include "file_chooser_dialog.h"
 
-#include <QAction>
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
 #include <QFileInfo>
-#include <QMenu>
-#include <QPainter>
-#include <QScreen>
-#include <QSystemTrayIcon>
+#include <QSettings>
 #include <QTextStream>
+
+#include <memory>
 
 #ifdef Q_OS_UNIX
 #include <QSocketNotifier>
@@ -58,45 +61,6 @@ void quitOnSignals(QApplication& app)
 void quitOnSignals(QApplication&) {}
 #endif
 
-// A small menu in the system tray, where there is one: hide or show all pieces, quit.
-void addTrayMenu(QApplication& app)
-{
-    if (!QSystemTrayIcon::isSystemTrayAvailable()) return;
-    auto* tray = new QSystemTrayIcon(&app);
-    QPixmap icon(32, 32);
-    icon.fill(Qt::transparent);
-    {
-        QPainter p(&icon);
-        p.setRenderHint(QPainter::Antialiasing);
-        p.setPen(QPen(QColor(60, 60, 60), 2));
-        p.setBrush(QColor(250, 248, 244));
-        p.drawRoundedRect(QRectF(4, 6, 24, 20), 2, 2);
-        p.setPen(Qt::NoPen);
-        p.setBrush(QColor(90, 140, 110));
-        p.drawEllipse(QRectF(10, 11, 6, 6));
-    }
-    tray->setIcon(QIcon(icon));
-    tray->setToolTip(QStringLiteral("Velora"));
-    auto* menu = new QMenu;
-    QAction* hide = menu->addAction(QString());
-    const auto label = [hide] {
-        hide->setText(Studio::shared().allHidden() ? QStringLiteral("Show All Pieces")
-                                                   : QStringLiteral("Hide All Pieces"));
-    };
-    label();
-    QObject::connect(&Studio::shared(), &Studio::changed, hide, label);
-    QObject::connect(hide, &QAction::triggered, [] { Studio::shared().setAllHidden(!Studio::shared().allHidden()); });
-    menu->addSeparator();
-    QObject::connect(menu->addAction(QStringLiteral("New Piece from Photos…")), &QAction::triggered,
-                     [] { Studio::shared().newPieceFromPanel(); });
-    QObject::connect(menu->addAction(QStringLiteral("Add Photos to Library…")), &QAction::triggered,
-                     [] { Studio::shared().addToLibraryFromPanel(); });
-    menu->addSeparator();
-    QObject::connect(menu->addAction(QStringLiteral("Quit Velora")), &QAction::triggered, &app, &QApplication::quit);
-    tray->setContextMenu(menu);
-    tray->show();
-}
-
 ScreenInfo mainScreen()
 {
     const QList<ScreenInfo> screens = DesktopController::shared().screens().screens();
@@ -116,8 +80,9 @@ int main(int argc, char** argv)
     parser.setApplicationDescription(QStringLiteral(
         "Your photos, framed on the desktop.\n\n"
         "Pieces sit on the desktop below every window. Drag one to move it; it snaps to the screen "
-        "edges and a soft grid. Double-click to select it, right-click for its menu. Ctrl+C or a "
-        "plain kill quits and saves.\n\n"
+        "edges and a soft grid. Double-click one to edit it in the Velora window, right-click for its "
+        "menu. Starting Velora again while it runs brings its window forward (and adds the photos "
+        "named). Ctrl+C or a plain kill quits and saves.\n\n"
         "Environment: VELORA_SNAPSHOT_DIR=<folder> renders the snapshot pictures there and exits."));
     parser.addHelpOption();
     parser.addVersionOption();
@@ -148,47 +113,50 @@ int main(int argc, char** argv)
     QApplication::setQuitOnLastWindowClosed(false);
     parser.process(app);
 
-    // Screenshot mode: an empty library inside the given folder, then the snapshot run.
+    const QByteArray token = Platform::takeActivationToken();
+    QTextStream err(stderr);
+
+    // Snapshot mode: a fresh library and settings inside the given folder, never the user's.
     const QString snapshotDir = qEnvironmentVariable("VELORA_SNAPSHOT_DIR");
+    Application::Mode mode = parser.isSet(demo) ? Application::Mode::demo : Application::Mode::normal;
     if (!snapshotDir.isEmpty()) {
+        mode = Application::Mode::snapshot;
         const QString data = QDir(snapshotDir).filePath(QStringLiteral("data"));
         QDir(data).removeRecursively();
         Storage::setRoot(data);
-        Studio::shared().load();
-        return Snapshotter::run(snapshotDir);
+        Settings::installShared(Settings::file(QDir(data).filePath(QStringLiteral("settings.ini"))));
+    } else if (mode == Application::Mode::demo) {
+        // Trying the demo changes none of the user's settings.
+        Storage::setRoot(DemoLibrary::root());
+        Settings::installShared(Settings::scope(QStringLiteral("Velora Demo")));
     }
 
-    QTextStream err(stderr);
-    // A first start with nothing to show opens the demo library instead, so framed pieces appear at
-    // once; the user's own library begins with the first photos they add.
-    const bool firstStart = !QFileInfo::exists(Storage::libraryFile()) && !QFileInfo::exists(Storage::piecesFile());
-    const bool useDemo = parser.isSet(demo) || (firstStart && parser.positionalArguments().isEmpty());
-    if (useDemo) {
-        if (!parser.isSet(demo))
-            err << "Velora: your library is empty, so the demo library is shown. Add your own photos with "
-                   "`velora <photos or folders>`.\n";
-        Storage::setRoot(DemoLibrary::root());
-        err << "Velora: demo library in " << QDir::toNativeSeparators(Storage::root()) << "\n";
+    QStringList named;
+    for (const QString& arg : parser.positionalArguments()) named.append(QFileInfo(arg).absoluteFilePath());
+    if (mode == Application::Mode::demo && !named.isEmpty()) {
+        err << "Velora: photos aren't added to the demo library; run velora without --demo to add them to yours.\n";
+        named.clear();
     }
+
+    // One Velora per library: a later launch hands its photos and its activation to the running copy.
+    std::unique_ptr<SingleInstance> instance;
+    if (mode != Application::Mode::snapshot) {
+        instance = std::make_unique<SingleInstance>(QDir(Storage::root()).absolutePath());
+        switch (instance->claim({named, token})) {
+        case SingleInstance::Claim::forwarded: return 0;
+        case SingleInstance::Claim::failed:
+            err << "Velora: another copy is running but didn't answer; try again in a moment.\n";
+            return 1;
+        case SingleInstance::Claim::primary: break;
+        }
+    }
+    if (mode == Application::Mode::demo)
+        err << "Velora: demo library in " << QDir::toNativeSeparators(Storage::root()) << "\n";
+
     Studio& studio = Studio::shared();
     studio.load();
-    if (useDemo) DemoLibrary::seed(studio, mainScreen());
+    if (mode == Application::Mode::demo) DemoLibrary::seed(studio, mainScreen());
     studio.setFileChooser([] { return chooseFilesWithDialog(); });
-
-    // Photos or folders named on the command line become a new piece on the desktop.
-    const QStringList named = parser.positionalArguments();
-    if (!named.isEmpty()) {
-        QStringList paths;
-        for (const QString& arg : named) paths.append(QFileInfo(arg).absoluteFilePath());
-        studio.importURLs(paths, [&studio, &err](const QList<Photo>& photos) {
-            if (const auto message = studio.importMessage()) err << "Velora: " << *message << "\n";
-            err.flush();
-            if (photos.isEmpty()) return;
-            QList<QUuid> ids;
-            for (const Photo& p : photos) ids.append(p.id);
-            studio.newPiece(ids);
-        });
-    }
 
     if (!platform.isEmpty())
         err << "Velora: using XWayland so that pieces keep their places on the desktop "
@@ -198,9 +166,16 @@ int main(int argc, char** argv)
                "desktop layer or on every workspace.\n";
     err.flush();
 
-    DesktopController::shared().start();
+    Application velora(mode, studio, DesktopController::shared());
+    if (velora.opensManagerAtLaunch()) velora.manager().show(token);
+    if (mode == Application::Mode::snapshot)
+        return Snapshotter::run(snapshotDir, [&velora] { return WindowShots::take(velora); });
+
+    if (instance)
+        QObject::connect(instance.get(), &SingleInstance::requested, &velora, &Application::handle);
+    velora.importAsPiece(named);
     QObject::connect(&app, &QCoreApplication::aboutToQuit, [] { Studio::shared().saveNow(); });
     quitOnSignals(app);
-    addTrayMenu(app);
+    velora.showTrayIcon();
     return app.exec();
 }

@@ -1,0 +1,27 @@
+#pragma once
+// The library and styles pages.
+#include <QWidget>
+
+namespace velora {
+
+struct AppContext;
+
+class LibraryPage : public QWidget {
+    Q_OBJECT
+public:
+    explicit LibraryPage(AppContext& app, QWidget* parent = nullptr);
+
+private:
+    AppContext& m_app;
+};
+
+class StylesPage : public QWidget {
+    Q_OBJECT
+public:
+    explicit StylesPage(AppContext& app, QWidget* parent = nullptr);
+
+private:
+    AppContext& m_app;
+};
+
+} // namespace velora

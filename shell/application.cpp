@@ -1,0 +1,113 @@
+#include "application.h"
+
+#include "actions.h"
+#include "desktop_controller.h"
+#include "displays.h"
+#include "edits.h"
+#include "icons.h"
+#include "manager_window.h"
+#include "models.h"
+#include "previews.h"
+#include "settings.h"
+#include "studio.h"
+
+#include <QApplication>
+#include <QMenu>
+#include <QScreen>
+#include <QSystemTrayIcon>
+
+namespace velora {
+
+namespace {
+
+// The display a piece is on, by name, for its status line: only worth saying with several.
+QString displayName(const Piece& piece)
+{
+    if (QGuiApplication::screens().size() < 2) return {};
+    const QScreen* screen = Displays::screen(piece.displayID);
+    if (!screen) return {};
+    return screen->model().isEmpty() ? screen->name() : screen->model();
+}
+
+} // namespace
+
+Application::Application(Mode mode, Studio& studio, DesktopController& desktop, QObject* parent)
+    : QObject(parent)
+    , m_mode(mode)
+    , m_studio(studio)
+    , m_desktop(desktop)
+    , m_edits(std::make_unique<Edits>(studio))
+    , m_actions(std::make_unique<Actions>(studio, *m_edits))
+    , m_pieces(std::make_unique<PieceListModel>(studio))
+    , m_photos(std::make_unique<PhotoListModel>(studio))
+    , m_previews(std::make_unique<Previews>())
+    , m_context{studio, studio.settings(), *m_edits, *m_actions, *m_pieces, *m_photos, *m_previews, desktop.screens()}
+    , m_manager(std::make_unique<ManagerWindow>(m_context))
+{
+    if (mode != Mode::snapshot) m_pieces->setDisplayNamer(displayName);
+
+    // Not yet built: hidden until they have something behind them.
+    for (QAction* a : {m_actions->settings, m_actions->checkForUpdates}) a->setVisible(false);
+
+    connect(m_actions.get(), &Actions::windowRequested, this, [this] { m_manager->show(); });
+    connect(m_actions.get(), &Actions::editorRequested, this, [this](const QUuid& id) { m_manager->openEditor(id); });
+    connect(m_actions.get(), &Actions::quitRequested, qApp, &QCoreApplication::quit, Qt::QueuedConnection);
+
+    m_desktop.setEditorOpener([this](const QUuid& id) { m_manager->openEditor(id); });
+    m_desktop.setMenuFactory([this](const QUuid& id, QWidget* owner) { return m_actions->desktopMenu(id, owner); });
+    m_desktop.setEditRecorder([this](const QString& text, const std::function<void()>& change) { m_edits->record(text, change); });
+    m_desktop.start();
+}
+
+Application::~Application()
+{
+    m_desktop.setEditorOpener({});
+    m_desktop.setMenuFactory({});
+    m_desktop.setEditRecorder({});
+}
+
+bool Application::opensManagerAtLaunch() const
+{
+    return Settings::opensManagerAtLaunch(m_context.settings.openManagerAtLaunch(), m_mode == Mode::snapshot,
+                                          !m_studio.pieces().isEmpty());
+}
+
+void Application::importAsPiece(const QStringList& paths)
+{
+    if (paths.isEmpty()) return;
+    QPointer<Application> self(this);
+    m_studio.importURLs(paths, [self](const QList<Photo>& photos) {
+        if (!self || photos.isEmpty()) return;
+        QList<QUuid> ids;
+        ids.reserve(photos.size());
+        for (const Photo& p : photos) ids.append(p.id);
+        self->m_edits->newPiece(ids);
+    });
+}
+
+void Application::handle(const SingleInstance::Request& request)
+{
+    m_manager->show(request.token);
+    importAsPiece(request.paths);
+}
+
+void Application::showTrayIcon()
+{
+    if (m_tray || !QSystemTrayIcon::isSystemTrayAvailable()) return;
+    m_tray = new QSystemTrayIcon(Icons::appIcon(), this);
+    m_tray->setToolTip(QStringLiteral("Velora"));
+    auto* menu = new QMenu;
+    menu->addActions({m_actions->trayHideAll, m_actions->trayLockAll});
+    menu->addSeparator();
+    menu->addActions({m_actions->trayNewPiece, m_actions->trayOpen});
+    menu->addSeparator();
+    menu->addAction(m_actions->trayQuit);
+    connect(m_tray, &QObject::destroyed, menu, &QObject::deleteLater);
+    m_tray->setContextMenu(menu);
+    connect(m_tray, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
+        if (reason == QSystemTrayIcon::Trigger) m_manager->show();
+    });
+    m_tray->show();
+}
+
+} // namespace velora
