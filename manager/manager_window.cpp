@@ -203,7 +203,7 @@ ManagerView::ManagerView(AppContext& app, QWidget* parent)
     m_split->addWidget(detail);
     m_split->setStretchFactor(0, 0);
     m_split->setStretchFactor(1, 1);
-    m_split->setSizes({Sidebar::idealWidth, ManagerMainWindow::defaultSize.width() - Sidebar::idealWidth});
+    m_split->setSizes({Sidebar::idealWidth, ManagerMainWindow::initialSize.width() - Sidebar::idealWidth});
     layout->addWidget(m_split);
 
     connect(&m_app.studio, &Studio::pageChanged, this, &ManagerView::followPage);
@@ -298,16 +298,16 @@ ManagerMainWindow::ManagerMainWindow(AppContext& app)
 
     buildMenus();
 
-    setMinimumSize(minimumSize);
+    setMinimumSize(smallestSize);
     m_saveGeometry.setSingleShot(true);
     m_saveGeometry.setInterval(400);
     connect(&m_saveGeometry, &QTimer::timeout, this, [this] { m_app.settings.setManagerGeometry(saveGeometry()); });
 
     const QByteArray saved = m_app.settings.managerGeometry();
     if (saved.isEmpty() || !restoreGeometry(saved)) {
-        resize(defaultSize);
+        resize(initialSize);
         if (const QScreen* screen = QGuiApplication::primaryScreen()) {
-            QRect frame(QPoint(), defaultSize);
+            QRect frame(QPoint(), initialSize);
             frame.moveCenter(screen->availableGeometry().center());
             move(frame.topLeft());
         }
@@ -345,7 +345,7 @@ void ManagerMainWindow::fitContent()
 {
     // The page keeps its 420 points while the inspector opens: the window grows instead.
     if (!m_view) return;
-    const int needed = std::max(minimumSize.width(), m_view->minimumSizeHint().width());
+    const int needed = std::max(smallestSize.width(), m_view->minimumSizeHint().width());
     if (minimumWidth() != needed) setMinimumWidth(needed);
     if (width() < needed) resize(needed, height());
 }
@@ -395,6 +395,8 @@ void ManagerWindow::show(const QByteArray& activationToken)
     build();
     if (m_window->isMinimized()) m_window->showNormal();
     m_window->show();
+    // Offscreen (tests, snapshots) there is nothing to raise or activate.
+    if (QGuiApplication::platformName() == QLatin1String("offscreen")) return;
     m_window->raise();
     m_window->activateWindow();
     Platform::activateWindow(m_window->windowHandle(), activationToken);

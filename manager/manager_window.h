@@ -107,8 +107,8 @@ private:
 class ManagerMainWindow : public QMainWindow {
     Q_OBJECT
 public:
-    static constexpr QSize defaultSize{1180, 760};
-    static constexpr QSize minimumSize{900, 580};
+    static constexpr QSize initialSize{1180, 760};
+    static constexpr QSize smallestSize{900, 580};
 
     explicit ManagerMainWindow(AppContext& app);
     ManagerView* view() const { return m_view; }

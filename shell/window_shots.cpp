@@ -39,7 +39,7 @@ QList<std::pair<QString, QImage>> WindowShots::take(Application& app)
     ManagerWindow& manager = app.manager();
     manager.show();
     ManagerMainWindow* window = manager.window();
-    window->resize(ManagerMainWindow::defaultSize);
+    window->resize(ManagerMainWindow::initialSize);
     Studio& studio = app.context().studio;
     studio.setSelectedPieceID(std::nullopt);
     studio.setShowInspector(false);

@@ -4,6 +4,7 @@
 
 #include "image_decoder.h"
 #include "image_store.h"
+#include "storage.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -88,6 +89,8 @@ void Studio::importURLs(const QStringList& paths, std::function<void(const QList
         return;
     }
     setImporting(true);
+    // The library folder may not exist yet (nothing loaded or saved so far).
+    Storage::prepare();
 
     // Identity is the exact path text; the set is taken now, before any decoding starts.
     QHash<QString, qsizetype> known;

@@ -1,0 +1,209 @@
+// Undo and redo of every kind of change the user makes to pieces, and the models that follow the
+// Studio item by item.
+#include "desktop/fakes.h"
+#include "testing.h"
+
+#include "edits.h"
+#include "models.h"
+
+#include <QAbstractItemModelTester>
+#include <QSignalSpy>
+
+using namespace velora;
+using namespace velora::testing;
+
+namespace {
+
+// Undoes every step, checking the pieces and the hide-all switch went back through each state,
+// then redoes them all, checking the same going forward.
+void checkRoundTrip(Edits& edits, const QList<QList<Piece>>& states, const QList<bool>& hidden)
+{
+    Studio& s = edits.studio();
+    QUndoStack& stack = edits.stack();
+    QCOMPARE(stack.count(), states.size() - 1);
+    for (qsizetype i = states.size() - 1; i > 0; --i) {
+        QCOMPARE(s.pieces(), states[i]);
+        QCOMPARE(s.allHidden(), hidden[i]);
+        stack.undo();
+    }
+    QCOMPARE(s.pieces(), states[0]);
+    QCOMPARE(s.allHidden(), hidden[0]);
+    for (qsizetype i = 1; i < states.size(); ++i) {
+        stack.redo();
+        QCOMPARE(s.pieces(), states[i]);
+        QCOMPARE(s.allHidden(), hidden[i]);
+    }
+}
+
+} // namespace
+
+class TestEdits : public QObject {
+    Q_OBJECT
+
+private slots:
+    void everyKindOfChangeUndoesAndRedoes()
+    {
+        Rig rig;
+        Studio& s = rig.studio;
+        QAbstractItemModelTester pieceModel(new PieceListModel(s, this), QAbstractItemModelTester::FailureReportingMode::QtTest);
+        Edits edits(s);
+        const auto photos = rig.addPhotos({{600, 400}, {400, 600}, {500, 500}});
+        QList<QList<Piece>> states{s.pieces()};
+        QList<bool> hidden{s.allHidden()};
+        const auto step = [&] {
+            states.append(s.pieces());
+            hidden.append(s.allHidden());
+        };
+
+        const Piece a = edits.newPiece({photos[0].id});
+        step();
+        const Piece b = edits.newPiece({photos[1].id, photos[2].id});
+        step();
+        edits.add({photos[1].id, photos[2].id}, a.id);
+        step();
+        QCOMPARE(s.piece(a.id)->layout, CollageLayout::row);
+        edits.toggleLocked(a.id);
+        step();
+        edits.toggleVisible(b.id);
+        step();
+        edits.setAllHidden(true);
+        step();
+        edits.toggleVisible(b.id); // showing one piece ends hiding all: both undo together
+        step();
+        QVERIFY(!s.allHidden());
+        edits.lockAll(true);
+        step();
+        edits.duplicate(a.id);
+        step();
+        edits.deletePiece(a.id); // the first row: undo puts it back there
+        step();
+        edits.update(b.id, "Reorder", [](Piece& p) { std::reverse(p.photoIDs.begin(), p.photoIDs.end()); });
+        step();
+        // A desktop drag records the display and the placement as one step.
+        rig.controller.setEditRecorder([&](const QString& text, const std::function<void()>& change) { edits.record(text, change); });
+        rig.controller.recordEdit("Move Piece", [&] {
+            s.update(b.id, [](Piece& p) { p.displayID = "MAIN"; });
+            rig.controller.savePlacement(b.id, {120.4, 80.6}, mainDisplay());
+        });
+        step();
+        QCOMPARE(s.piece(b.id)->placements.value("MAIN"), (Point{120, 81}));
+
+        checkRoundTrip(edits, states, hidden);
+        // Nothing changed, nothing recorded.
+        const int before = edits.stack().count();
+        edits.update(b.id, "Nothing", [](Piece&) {});
+        edits.toggleLocked(QUuid::createUuid());
+        QCOMPARE(edits.stack().count(), before);
+    }
+
+    void dragsAndTypingMergeIntoOneStep()
+    {
+        Rig rig;
+        Edits edits(rig.studio);
+        const Piece p = edits.newPiece({});
+        const double startWidth = rig.studio.piece(p.id)->width;
+        for (int w = 300; w <= 700; w += 50)
+            edits.update(p.id, "Width", [w](Piece& x) { x.width = w; }, Edits::widthKey);
+        edits.closeMerge();
+        for (const char* name : {"S", "Su", "Sum", "Summer"})
+            edits.update(p.id, "Name", [name](Piece& x) { x.name = name; }, Edits::nameKey);
+        edits.closeMerge();
+        // A new drag after the release is a step of its own.
+        edits.update(p.id, "Width", [](Piece& x) { x.width = 800; }, Edits::widthKey);
+        QCOMPARE(edits.stack().count(), 4); // new piece, width drag, name, second drag
+        edits.stack().undo();
+        QCOMPARE(rig.studio.piece(p.id)->width, 700.0);
+        edits.stack().undo();
+        QCOMPARE(rig.studio.piece(p.id)->name, p.name);
+        edits.stack().undo();
+        QCOMPARE(rig.studio.piece(p.id)->width, startWidth);
+
+        // A drag that ends where it began leaves no step at all.
+        edits.stack().redo();
+        edits.stack().redo();
+        edits.stack().redo();
+        edits.closeMerge();
+        const int steps = edits.stack().count();
+        edits.update(p.id, "Tilt", [](Piece& x) { x.tilt = 4; }, Edits::tiltKey);
+        edits.update(p.id, "Tilt", [](Piece& x) { x.tilt = 0; }, Edits::tiltKey);
+        QCOMPARE(edits.stack().count(), steps);
+    }
+
+    void modelsFollowTheStudioRowByRow()
+    {
+        Rig rig;
+        Studio& s = rig.studio;
+        auto* pieces = new PieceListModel(s, this);
+        auto* photos = new PhotoListModel(s, this);
+        QAbstractItemModelTester t1(pieces, QAbstractItemModelTester::FailureReportingMode::QtTest);
+        QAbstractItemModelTester t2(photos, QAbstractItemModelTester::FailureReportingMode::QtTest);
+        QSignalSpy pieceRows(pieces, &QAbstractItemModel::dataChanged);
+        QSignalSpy resets(pieces, &QAbstractItemModel::modelReset);
+
+        const auto ph = rig.addPhotos({{600, 0}, {400, 600}, {500, 500}, {300, 300}});
+        QCOMPARE(photos->rowCount(), 4);
+        QCOMPARE(photos->index(0).data(PhotoListModel::AspectRole).toDouble(), 1.0); // no height: square
+        QCOMPARE(photos->index(1).data(PhotoListModel::AspectRole).toDouble(), 400.0 / 600.0);
+
+        const Piece a = s.newPiece({ph[0].id, ph[1].id});
+        const Piece b = s.newPiece({ph[1].id});
+        QCOMPARE(photos->index(1).data(PhotoListModel::UsageRole).toInt(), 2);
+        QCOMPARE(pieces->index(1).data(PieceListModel::IdRole).toUuid(), b.id);
+        QCOMPARE(pieces->index(0).data(PieceListModel::StatusRole).toString(), QStringLiteral("Row · 2 photos · Gallery"));
+
+        // One change, one row.
+        pieceRows.clear();
+        s.toggleLocked(b.id);
+        QCOMPARE(pieceRows.size(), 1);
+        QCOMPARE(pieceRows[0][0].toModelIndex().row(), 1);
+        QCOMPARE(pieces->index(1).data(PieceListModel::StatusRole).toString(), QStringLiteral("Single · 1 photo · Gallery · Locked"));
+        s.setAllHidden(true);
+        QCOMPARE(pieces->index(0).data(PieceListModel::ShownRole).toBool(), false);
+        QVERIFY(pieces->index(0).data(PieceListModel::StatusRole).toString().endsWith("Hidden with all pieces"));
+
+        // Removing photos from the library: rows go in runs, usage follows, pieces change.
+        s.setLibrarySelection({ph[2].id, ph[1].id});
+        s.removeFromLibrary({ph[1].id, ph[3].id});
+        QCOMPARE(photos->rowCount(), 2);
+        QCOMPARE(photos->index(1).data(PhotoListModel::IdRole).toUuid(), ph[2].id);
+        QCOMPARE(photos->index(1).data(PhotoListModel::SelectedRole).toBool(), true);
+        QCOMPARE(s.librarySelection(), QSet<QUuid>{ph[2].id});
+        QCOMPARE(pieces->index(0).data(PieceListModel::PhotoCountRole).toInt(), 1);
+
+        // Deletions and re-insertions keep rows and ids in step; a full replacement resets.
+        s.insertPiece(0, Piece::make("Front", {}));
+        s.deletePiece(a.id);
+        QCOMPARE(pieces->rowCount(), 2);
+        QCOMPARE(pieces->id(0), s.pieces()[0].id);
+        QCOMPARE(pieces->id(1), b.id);
+        QCOMPARE(resets.size(), 0);
+        s.setPieces({});
+        QCOMPARE(resets.size(), 1);
+        QCOMPARE(pieces->rowCount(), 0);
+    }
+
+    void viewStateNeverTouchesPiecesOrTheDesktop()
+    {
+        Rig rig;
+        const auto ph = rig.addPhotos({{600, 400}});
+        rig.addPiece({ph[0].id});
+        rig.controller.start();
+        QCoreApplication::processEvents(); // the new piece's first placement is stored and synced
+        QSignalSpy pieces(&rig.studio, &Studio::piecesChanged);
+        QSignalSpy photos(&rig.studio, &Studio::photosChanged);
+        const qint64 syncs = rig.controller.syncCount();
+        rig.studio.select(rig.studio.pieces()[0].id);
+        rig.studio.setPage(Page::library);
+        rig.studio.setShowInspector(false);
+        rig.studio.setLibrarySelection({ph[0].id});
+        rig.studio.setShowPhotosPicker(true);
+        rig.studio.setImportMessage(QStringLiteral("Added 1 photo to your library."));
+        QCoreApplication::processEvents();
+        QCOMPARE(pieces.size(), 0);
+        QCOMPARE(photos.size(), 0);
+        QCOMPARE(rig.controller.syncCount(), syncs);
+    }
+};
+
+VELORA_TEST(TestEdits)
+#include "test_edits.moc"
