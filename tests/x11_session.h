@@ -1,0 +1,145 @@
+#pragma once
+// A real X server with a real window manager for the tests that need one: Xvfb on a display it
+// picks itself, openbox on it, and an environment for the programs started there, with their own
+// settings, data and runtime folders.
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <xcb/xcb.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+namespace velora::testing {
+
+class X11Session {
+public:
+    ~X11Session() { stop(); }
+
+    // An empty string when it runs, else why not (a missing program is a reason to skip).
+    QString start(QSize screen = {1280, 800})
+    {
+        const QString xvfb = QStandardPaths::findExecutable("Xvfb");
+        const QString openbox = QStandardPaths::findExecutable("openbox");
+        if (xvfb.isEmpty() || openbox.isEmpty()) return QStringLiteral("Xvfb or openbox is not installed (bash scripts/deps.sh installs both)");
+        m_xvfb.start(xvfb, {"-displayfd", "1", "-screen", "0", QStringLiteral("%1x%2x24").arg(screen.width()).arg(screen.height()),
+                            "-nolisten", "tcp", "-br"});
+        if (!m_xvfb.waitForStarted(5000)) return QStringLiteral("Xvfb did not start");
+        QByteArray number;
+        for (int i = 0; i < 100 && !number.contains('\n'); ++i) {
+            m_xvfb.waitForReadyRead(100);
+            number += m_xvfb.readAllStandardOutput();
+        }
+        if (!number.contains('\n')) return QStringLiteral("Xvfb did not report its display");
+        display = ":" + QString::fromLatin1(number.trimmed());
+
+        c = xcb_connect(display.toLatin1().constData(), nullptr);
+        if (!c || xcb_connection_has_error(c)) return QStringLiteral("cannot connect to Xvfb");
+        root = xcb_setup_roots_iterator(xcb_get_setup(c)).data->root;
+
+        QDir().mkpath(home.filePath("runtime"));
+        QFile::setPermissions(home.filePath("runtime"), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        env.insert("DISPLAY", display);
+        env.insert("HOME", home.path());
+        env.insert("XDG_CONFIG_HOME", home.filePath("config"));
+        env.insert("XDG_DATA_HOME", home.filePath("data"));
+        env.insert("XDG_RUNTIME_DIR", home.filePath("runtime"));
+        env.insert("QT_QPA_PLATFORM", "xcb");
+        env.remove("WAYLAND_DISPLAY");
+        env.remove("DBUS_SESSION_BUS_ADDRESS");
+        m_wm.setProcessEnvironment(env);
+        m_wm.start(openbox, {});
+        if (!m_wm.waitForStarted(5000)) return QStringLiteral("openbox did not start");
+        QElapsedTimer t;
+        t.start();
+        while (property(root, "_NET_SUPPORTING_WM_CHECK").empty()) {
+            if (t.elapsed() > 10000) return QStringLiteral("openbox did not take the screen");
+            QTest::qWait(50);
+        }
+        return {};
+    }
+
+    void stop()
+    {
+        for (QProcess* p : {&m_wm, &m_xvfb}) {
+            if (p->state() == QProcess::NotRunning) continue;
+            p->terminate();
+            if (!p->waitForFinished(3000)) {
+                p->kill();
+                p->waitForFinished(3000);
+            }
+        }
+        if (c) xcb_disconnect(c);
+        c = nullptr;
+    }
+
+    xcb_atom_t atom(const char* name)
+    {
+        Reply<xcb_intern_atom_reply_t> r(
+            xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, uint16_t(std::strlen(name)), name), nullptr));
+        return r ? r->atom : xcb_atom_t(XCB_ATOM_NONE);
+    }
+
+    std::vector<uint32_t> property(xcb_window_t w, const char* name)
+    {
+        Reply<xcb_get_property_reply_t> r(xcb_get_property_reply(
+            c, xcb_get_property(c, 0, w, atom(name), XCB_GET_PROPERTY_TYPE_ANY, 0, 4096), nullptr));
+        if (!r || r->format != 32) return {};
+        const auto* data = static_cast<const uint32_t*>(xcb_get_property_value(r.get()));
+        return std::vector<uint32_t>(data, data + xcb_get_property_value_length(r.get()) / 4);
+    }
+
+    bool viewable(xcb_window_t w)
+    {
+        Reply<xcb_get_window_attributes_reply_t> a(
+            xcb_get_window_attributes_reply(c, xcb_get_window_attributes(c, w), nullptr));
+        return a && a->map_state == XCB_MAP_STATE_VIEWABLE;
+    }
+
+    // Runs xdotool with the session's display; its output, trimmed.
+    QString xdotool(const QStringList& args)
+    {
+        QProcess x;
+        x.setProcessEnvironment(env);
+        x.start(QStandardPaths::findExecutable("xdotool"), args);
+        x.waitForFinished(10000);
+        return QString::fromLocal8Bit(x.readAllStandardOutput()).trimmed();
+    }
+
+    // Visible windows whose title is exactly `title`.
+    QList<xcb_window_t> windowsNamed(const QString& title)
+    {
+        QList<xcb_window_t> out;
+        for (const QString& id : xdotool({"search", "--onlyvisible", "--name", "^" + title + "$"}).split('\n', Qt::SkipEmptyParts))
+            out.append(xcb_window_t(id.toULong()));
+        return out;
+    }
+
+    xcb_window_t activeWindow()
+    {
+        const auto active = property(root, "_NET_ACTIVE_WINDOW");
+        return active.empty() ? 0 : active[0];
+    }
+
+    QTemporaryDir home;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    QString display;
+    xcb_connection_t* c = nullptr;
+    xcb_window_t root = 0;
+
+private:
+    struct FreeDeleter {
+        void operator()(void* p) const { std::free(p); }
+    };
+    template <typename T> using Reply = std::unique_ptr<T, FreeDeleter>;
+
+    QProcess m_xvfb;
+    QProcess m_wm;
+};
+
+} // namespace velora::testing
