@@ -2,6 +2,7 @@
 // probe shows a piece panel and an ordinary window, and the window manager's view is checked from
 // outside: stacking, workspaces, taskbar, focus, pixels on screen, and a drag with the pointer.
 #include "testing.h"
+#include "x11_session.h"
 
 #include <QDir>
 #include <QFile>
@@ -40,31 +41,15 @@ QString describe(QRgb c) { return QStringLiteral("rgb(%1, %2, %3)").arg(qRed(c))
 class TestX11Desktop : public QObject {
     Q_OBJECT
 private:
-    QTemporaryDir m_home;
-    QProcess m_xvfb;
-    QProcess m_wm;
+    velora::testing::X11Session m_x;
+    xcb_connection_t*& m_c = m_x.c;
+    xcb_window_t& m_root = m_x.root;
+    QProcessEnvironment& m_env = m_x.env;
     QProcess m_probe;
-    QString m_display;
-    QProcessEnvironment m_env = QProcessEnvironment::systemEnvironment();
-    xcb_connection_t* m_c = nullptr;
-    xcb_window_t m_root = 0;
     QString m_probeOutput;
 
-    xcb_atom_t atom(const char* name)
-    {
-        Reply<xcb_intern_atom_reply_t> r(
-            xcb_intern_atom_reply(m_c, xcb_intern_atom(m_c, 0, uint16_t(strlen(name)), name), nullptr));
-        return r ? r->atom : xcb_atom_t(XCB_ATOM_NONE);
-    }
-
-    std::vector<uint32_t> property(xcb_window_t w, const char* name)
-    {
-        Reply<xcb_get_property_reply_t> r(xcb_get_property_reply(
-            m_c, xcb_get_property(m_c, 0, w, atom(name), XCB_GET_PROPERTY_TYPE_ANY, 0, 4096), nullptr));
-        if (!r || r->format != 32) return {};
-        const auto* data = static_cast<const uint32_t*>(xcb_get_property_value(r.get()));
-        return std::vector<uint32_t>(data, data + xcb_get_property_value_length(r.get()) / 4);
-    }
+    xcb_atom_t atom(const char* name) { return m_x.atom(name); }
+    std::vector<uint32_t> property(xcb_window_t w, const char* name) { return m_x.property(w, name); }
 
     QRect rootGeometry(xcb_window_t w)
     {
@@ -75,12 +60,7 @@ private:
         return QRect(t->dst_x, t->dst_y, g->width, g->height);
     }
 
-    bool viewable(xcb_window_t w)
-    {
-        Reply<xcb_get_window_attributes_reply_t> a(
-            xcb_get_window_attributes_reply(m_c, xcb_get_window_attributes(m_c, w), nullptr));
-        return a && a->map_state == XCB_MAP_STATE_VIEWABLE;
-    }
+    bool viewable(xcb_window_t w) { return m_x.viewable(w); }
 
     QImage screenshot()
     {
@@ -144,39 +124,11 @@ private:
 private slots:
     void initTestCase()
     {
-        const QString xvfb = QStandardPaths::findExecutable("Xvfb");
-        const QString openbox = QStandardPaths::findExecutable("openbox");
-        if (xvfb.isEmpty() || openbox.isEmpty())
-            QSKIP("Xvfb or openbox is not installed (bash scripts/deps.sh installs both); skipping the X11 test");
-
-        // Xvfb picks a free display itself and writes its number.
-        m_xvfb.start(xvfb, {"-displayfd", "1", "-screen", "0", "1280x800x24", "-nolisten", "tcp", "-br"});
-        QVERIFY2(m_xvfb.waitForStarted(5000), "Xvfb did not start");
-        QByteArray number;
-        for (int i = 0; i < 100 && !number.contains('\n'); ++i) {
-            m_xvfb.waitForReadyRead(100);
-            number += m_xvfb.readAllStandardOutput();
-        }
-        QVERIFY2(number.contains('\n'), "Xvfb did not report its display");
-        m_display = ":" + QString::fromLatin1(number.trimmed());
-
-        m_c = xcb_connect(m_display.toLatin1().constData(), nullptr);
-        QVERIFY2(m_c && !xcb_connection_has_error(m_c), "cannot connect to Xvfb");
-        m_root = xcb_setup_roots_iterator(xcb_get_setup(m_c)).data->root;
-
-        m_env.insert("DISPLAY", m_display);
-        m_env.insert("XDG_CONFIG_HOME", m_home.filePath("config"));
-        m_env.insert("XDG_DATA_HOME", m_home.filePath("data"));
-        m_env.insert("QT_QPA_PLATFORM", "xcb");
-        m_env.remove("WAYLAND_DISPLAY");
-        m_wm.setProcessEnvironment(m_env);
-        m_wm.start(openbox, {});
-        QVERIFY2(m_wm.waitForStarted(5000), "openbox did not start");
-        QTRY_VERIFY_WITH_TIMEOUT(!property(m_root, "_NET_SUPPORTING_WM_CHECK").empty(), 10000);
+        if (const QString why = m_x.start(); !why.isEmpty()) QSKIP(qPrintable(why + "; skipping the X11 test"));
 
         m_probe.setProcessEnvironment(m_env);
         m_probe.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_probe.start(QStringLiteral(VELORA_X11_PROBE), {m_home.filePath("library"), QString::number(rootColour, 16)});
+        m_probe.start(QStringLiteral(VELORA_X11_PROBE), {m_x.home.filePath("library"), QString::number(rootColour, 16)});
         QVERIFY2(m_probe.waitForStarted(5000), "the probe did not start");
     }
 
@@ -258,15 +210,12 @@ private slots:
 
     void cleanupTestCase()
     {
-        for (QProcess* p : {&m_probe, &m_wm, &m_xvfb}) {
-            if (p->state() == QProcess::NotRunning) continue;
-            p->terminate();
-            if (!p->waitForFinished(3000)) {
-                p->kill();
-                p->waitForFinished(3000);
-            }
+        if (m_probe.state() != QProcess::NotRunning) {
+            m_probe.terminate();
+            if (!m_probe.waitForFinished(3000)) m_probe.kill();
+            m_probe.waitForFinished(3000);
         }
-        if (m_c) xcb_disconnect(m_c);
+        m_x.stop();
     }
 };
 
