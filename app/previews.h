@@ -20,6 +20,10 @@ public:
     QImage preview(const PieceView& view, QSize box, qreal dpr);
     // Only what the cache holds: nothing when a rendering is due.
     std::optional<QImage> cached(const PieceView& view, QSize box, qreal dpr);
+    // The rendering alone, safe on any thread (the renderer's caches lock themselves).
+    static QImage draw(const PieceView& view, QSize box, qreal dpr);
+    // Keeps a rendering made by draw() for `view`.
+    void insert(const PieceView& view, QSize box, qreal dpr, const QImage& image);
 
     qsizetype bytes() const { return m_cache.cost(); }
     int count() const { return m_cache.size(); }

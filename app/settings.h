@@ -5,13 +5,14 @@
 
 #include <QByteArray>
 #include <QObject>
+#include <QSettings>
 #include <QString>
 #include <QVariant>
 
 #include <memory>
 #include <optional>
 
-class QSettings;
+
 
 namespace velora {
 

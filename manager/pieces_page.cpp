@@ -17,8 +17,8 @@
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QStackedWidget>
-#include <QTimer>
 #include <QToolButton>
+#include <QApplication>
 #include <QVBoxLayout>
 
 #include <cmath>
@@ -246,6 +246,8 @@ CardGrid::CardGrid(AppContext& app, QWidget* parent)
     : QWidget(parent)
     , m_app(app)
 {
+    // One rendering at a time: the interface keeps the other core.
+    m_worker.setMaxThreadCount(1);
     setObjectName(QStringLiteral("cards"));
     QAbstractItemModel* model = &m_app.pieces;
     connect(model, &QAbstractItemModel::modelReset, this, &CardGrid::rebuild);
@@ -346,31 +348,42 @@ void CardGrid::requestPreview(PieceCard* card)
     for (const auto& queued : m_queue)
         if (queued == card) return;
     m_queue.emplace_back(card);
-    if (!m_renderScheduled) {
-        m_renderScheduled = true;
-        QTimer::singleShot(0, this, &CardGrid::renderNext);
-    }
+    if (!m_rendering) renderNext();
 }
 
 void CardGrid::renderNext()
 {
-    m_renderScheduled = false;
     while (!m_queue.empty()) {
         QPointer<PieceCard> c = m_queue.front();
         m_queue.pop_front();
         // Cards scrolled away since they asked wait until they are seen again.
         if (!c || c->visibleRegion().isEmpty()) continue;
-        if (const Piece* piece = m_app.studio.piece(c->id())) {
-            const QSize inner = c->previewRect().adjusted(8, 8, -8, -8).size();
-            m_app.previews.preview(viewOf(m_app.studio, *piece), inner, c->devicePixelRatioF());
-            c->update(c->previewRect());
-        }
-        break;
+        const Piece* piece = m_app.studio.piece(c->id());
+        if (!piece) continue;
+        const PieceView view = viewOf(m_app.studio, *piece);
+        const QSize box = c->previewRect().adjusted(8, 8, -8, -8).size();
+        const qreal dpr = c->devicePixelRatioF();
+        m_rendering = true;
+        QPointer<CardGrid> self(this);
+        m_worker.start([self, view, box, dpr] {
+            const QImage image = Previews::draw(view, box, dpr);
+            QMetaObject::invokeMethod(
+                qApp, [self, view, box, dpr, image] {
+                    if (self) self->rendered(view.piece.id, view, box, dpr, image);
+                },
+                Qt::QueuedConnection);
+        });
+        return;
     }
-    if (!m_queue.empty()) {
-        m_renderScheduled = true;
-        QTimer::singleShot(0, this, &CardGrid::renderNext);
-    }
+}
+
+void CardGrid::rendered(const QUuid& id, const PieceView& view, QSize box, qreal dpr, const QImage& image)
+{
+    m_rendering = false;
+    m_app.previews.insert(view, box, dpr, image);
+    // The card repaints; if its piece changed meanwhile, the paint asks again.
+    if (PieceCard* c = card(id)) c->update(c->previewRect());
+    renderNext();
 }
 
 void CardGrid::renderPending()

@@ -4,7 +4,10 @@
 // always be brought back. Click selects, a double click opens the editor, the context menu has
 // the rest. Cards follow the piece model row by row; a preview is drawn again only when its
 // piece's picture changed.
+#include "piece_view.h"
+
 #include <QPointer>
+#include <QThreadPool>
 #include <QUuid>
 #include <QWidget>
 
@@ -36,10 +39,11 @@ public:
     int heightForWidth(int width) const override;
     QSize sizeHint() const override;
 
-    // Previews still to render, one per turn of the event loop so that painting never waits.
+    // Previews still to render, one at a time on a worker thread, so that painting and scrolling
+    // never wait; cards scrolled away by then are skipped until seen again.
     void requestPreview(PieceCard* card);
-    int pendingPreviews() const { return int(m_queue.size()); }
-    // Renders everything queued now (snapshots, tests).
+    int pendingPreviews() const { return int(m_queue.size()) + (m_rendering ? 1 : 0); }
+    // Renders everything queued now, here (snapshots, tests).
     void renderPending();
 
     void focusCard(int index);
@@ -51,12 +55,14 @@ private:
     void rebuild();
     void insertCard(int row);
     void renderNext();
+    void rendered(const QUuid& id, const PieceView& view, QSize box, qreal dpr, const QImage& image);
     int columnsFor(int width) const;
 
     AppContext& m_app;
     QList<PieceCard*> m_cards;
     std::deque<QPointer<PieceCard>> m_queue;
-    bool m_renderScheduled = false;
+    bool m_rendering = false;
+    QThreadPool m_worker;
     int m_laidOutWidth = -1;
 };
 
