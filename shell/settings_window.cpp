@@ -15,10 +15,13 @@
 #include <QAction>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QCursor>
+#include <QGuiApplication>
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QLabel>
 #include <QPushButton>
+#include <QScreen>
 #include <QScrollArea>
 #include <QShortcut>
 #include <QSignalBlocker>
@@ -134,7 +137,8 @@ QWidget* SettingsWindow::makeGeneral()
     m_reveal = new QPushButton(tr("Show Velora’s Folder in the File Manager"), storage);
 #endif
     m_reveal->setIcon(QIcon::fromTheme(QStringLiteral("folder-open")));
-    storageRows->addRow(m_reveal);
+    m_reveal->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+    storageRows->addRow(QString(), m_reveal);
     column->addWidget(storage);
     column->addStretch(1);
     scroll->setWidget(page);
@@ -186,6 +190,17 @@ QWidget* SettingsWindow::makeAbout()
 void SettingsWindow::present(Tab tab)
 {
     m_tabs->setCurrentIndex(tab == Tab::about ? 1 : 0);
+    if (!m_placed) {
+        // First time: in the middle of the screen the pointer is on; then where the user left it.
+        const QScreen* screen = QGuiApplication::screenAt(QCursor::pos());
+        if (!screen) screen = QGuiApplication::primaryScreen();
+        if (screen) {
+            QRect frame(QPoint(), size());
+            frame.moveCenter(screen->availableGeometry().center());
+            move(frame.topLeft());
+        }
+        m_placed = true;
+    }
     show();
     raise();
     activateWindow();

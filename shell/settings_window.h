@@ -58,6 +58,7 @@ private:
     QLabel* m_count = nullptr;
     QPushButton* m_reveal = nullptr;
     QPushButton* m_update = nullptr;
+    bool m_placed = false;
 };
 
 } // namespace velora
