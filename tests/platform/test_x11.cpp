@@ -2,6 +2,7 @@
 // probe shows a piece panel and an ordinary window, and the window manager's view is checked from
 // outside: stacking, workspaces, taskbar, focus, pixels on screen, and a drag with the pointer.
 #include "testing.h"
+#include "x_server.h"
 
 #include <QDir>
 #include <QFile>
@@ -22,11 +23,6 @@ namespace {
 constexpr uint32_t rootColour = 0x3C8D5A;
 const QColor rootQColor(0x3C, 0x8D, 0x5A);
 
-struct FreeDeleter {
-    void operator()(void* p) const { std::free(p); }
-};
-template <typename T> using Reply = std::unique_ptr<T, FreeDeleter>;
-
 bool near(QRgb a, QColor b, int tolerance = 6)
 {
     return std::abs(qRed(a) - b.red()) <= tolerance && std::abs(qGreen(a) - b.green()) <= tolerance &&
@@ -36,6 +32,8 @@ bool near(QRgb a, QColor b, int tolerance = 6)
 QString describe(QRgb c) { return QStringLiteral("rgb(%1, %2, %3)").arg(qRed(c)).arg(qGreen(c)).arg(qBlue(c)); }
 
 } // namespace
+
+using velora::testing::Reply;
 
 class TestX11Desktop : public QObject {
     Q_OBJECT
@@ -82,21 +80,7 @@ private:
         return a && a->map_state == XCB_MAP_STATE_VIEWABLE;
     }
 
-    QImage screenshot()
-    {
-        const xcb_screen_t* s = xcb_setup_roots_iterator(xcb_get_setup(m_c)).data;
-        Reply<xcb_get_image_reply_t> img(xcb_get_image_reply(
-            m_c,
-            xcb_get_image(m_c, XCB_IMAGE_FORMAT_Z_PIXMAP, m_root, 0, 0, s->width_in_pixels, s->height_in_pixels,
-                          ~0u),
-            nullptr));
-        if (!img || img->depth != 24) return {};
-        const int length = xcb_get_image_data_length(img.get());
-        if (length != s->width_in_pixels * s->height_in_pixels * 4) return {};
-        return QImage(xcb_get_image_data(img.get()), s->width_in_pixels, s->height_in_pixels,
-                      QImage::Format_RGB32)
-            .copy();
-    }
+    QImage screenshot() { return velora::testing::screenshot(m_c); }
 
     void rootMessage(const char* type, std::array<uint32_t, 5> data)
     {
@@ -128,17 +112,7 @@ private:
 
     QString waitForLine(const QString& prefix, int ms)
     {
-        QElapsedTimer t;
-        t.start();
-        while (t.elapsed() < ms) {
-            const auto lines = m_probeOutput.split('\n');
-            for (auto it = lines.crbegin(); it != lines.crend(); ++it)
-                if (it->startsWith(prefix) && lines.last() != *it) return *it;
-            if (m_probe.state() != QProcess::Running) break;
-            m_probe.waitForReadyRead(100);
-            m_probeOutput += QString::fromLocal8Bit(m_probe.readAllStandardOutput());
-        }
-        return {};
+        return velora::testing::waitForLine(m_probe, m_probeOutput, prefix, ms);
     }
 
 private slots:
@@ -149,16 +123,8 @@ private slots:
         if (xvfb.isEmpty() || openbox.isEmpty())
             QSKIP("Xvfb or openbox is not installed (bash scripts/deps.sh installs both); skipping the X11 test");
 
-        // Xvfb picks a free display itself and writes its number.
-        m_xvfb.start(xvfb, {"-displayfd", "1", "-screen", "0", "1280x800x24", "-nolisten", "tcp", "-br"});
-        QVERIFY2(m_xvfb.waitForStarted(5000), "Xvfb did not start");
-        QByteArray number;
-        for (int i = 0; i < 100 && !number.contains('\n'); ++i) {
-            m_xvfb.waitForReadyRead(100);
-            number += m_xvfb.readAllStandardOutput();
-        }
-        QVERIFY2(number.contains('\n'), "Xvfb did not report its display");
-        m_display = ":" + QString::fromLatin1(number.trimmed());
+        m_display = velora::testing::startXvfb(m_xvfb, xvfb, {1280, 800});
+        QVERIFY2(!m_display.isEmpty(), "Xvfb did not start");
 
         m_c = xcb_connect(m_display.toLatin1().constData(), nullptr);
         QVERIFY2(m_c && !xcb_connection_has_error(m_c), "cannot connect to Xvfb");
@@ -258,14 +224,7 @@ private slots:
 
     void cleanupTestCase()
     {
-        for (QProcess* p : {&m_probe, &m_wm, &m_xvfb}) {
-            if (p->state() == QProcess::NotRunning) continue;
-            p->terminate();
-            if (!p->waitForFinished(3000)) {
-                p->kill();
-                p->waitForFinished(3000);
-            }
-        }
+        for (QProcess* p : {&m_probe, &m_wm, &m_xvfb}) velora::testing::stopProgram(*p);
         if (m_c) xcb_disconnect(m_c);
     }
 };

@@ -3,6 +3,7 @@
 // away and brings it back at once. Hosts: trayer (XEmbed), xfce4-panel (StatusNotifier and
 // XEmbed), lxqt-panel (StatusNotifier only); each one that is not installed is skipped.
 #include "testing.h"
+#include "x_server.h"
 
 #include <QDBusConnection>
 #include <QDBusInterface>
@@ -15,43 +16,8 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 
-#include <xcb/xcb.h>
-
-#include <cstdlib>
-#include <memory>
-
-namespace {
-
-struct FreeDeleter {
-    void operator()(void* p) const { std::free(p); }
-};
-
-QString readyLine(QProcess& p, QString& seen, const QString& prefix, int ms)
-{
-    QElapsedTimer t;
-    t.start();
-    while (t.elapsed() < ms) {
-        const QStringList lines = seen.split(u'\n', Qt::SkipEmptyParts);
-        for (auto it = lines.crbegin(); it != lines.crend(); ++it)
-            if (it->startsWith(prefix)) return *it;
-        if (p.state() == QProcess::NotRunning) break;
-        p.waitForReadyRead(100);
-        seen += QString::fromLocal8Bit(p.readAllStandardOutput());
-    }
-    return {};
-}
-
-void stop(QProcess& p)
-{
-    if (p.state() == QProcess::NotRunning) return;
-    p.terminate();
-    if (!p.waitForFinished(5000)) {
-        p.kill();
-        p.waitForFinished(2000);
-    }
-}
-
-} // namespace
+using velora::testing::stopProgram;
+using velora::testing::waitForLine;
 
 class TestTray : public QObject {
     Q_OBJECT
@@ -63,14 +29,7 @@ private:
     QProcessEnvironment m_env = QProcessEnvironment::systemEnvironment();
     xcb_connection_t* m_c = nullptr;
 
-    QImage screenshot()
-    {
-        const xcb_screen_t* s = xcb_setup_roots_iterator(xcb_get_setup(m_c)).data;
-        std::unique_ptr<xcb_get_image_reply_t, FreeDeleter> img(xcb_get_image_reply(
-            m_c, xcb_get_image(m_c, XCB_IMAGE_FORMAT_Z_PIXMAP, s->root, 0, 0, s->width_in_pixels, 64, ~0u), nullptr));
-        if (!img || img->depth != 24) return {};
-        return QImage(xcb_get_image_data(img.get()), s->width_in_pixels, 64, QImage::Format_RGB32).copy();
-    }
+    QImage screenshot() { return velora::testing::screenshot(m_c, 64); }
 
     // Pixels of Velora's sunset tile along the top of the screen, where the hosts put their trays.
     int markPixels()
@@ -158,15 +117,8 @@ private slots:
         if (xvfb.isEmpty() || daemon.isEmpty())
             QSKIP("Xvfb or dbus-daemon is not installed (bash scripts/deps.sh installs both); skipping the tray test");
 
-        m_xvfb.start(xvfb, {"-displayfd", "1", "-screen", "0", "1024x640x24", "-nolisten", "tcp", "-br"});
-        QVERIFY2(m_xvfb.waitForStarted(5000), "Xvfb did not start");
-        QByteArray number;
-        for (int i = 0; i < 100 && !number.contains('\n'); ++i) {
-            m_xvfb.waitForReadyRead(100);
-            number += m_xvfb.readAllStandardOutput();
-        }
-        QVERIFY2(number.contains('\n'), "Xvfb did not report its display");
-        const QString display = ":" + QString::fromLatin1(number.trimmed());
+        const QString display = velora::testing::startXvfb(m_xvfb, xvfb, {1024, 640});
+        QVERIFY2(!display.isEmpty(), "Xvfb did not start");
         m_c = xcb_connect(display.toLatin1().constData(), nullptr);
         QVERIFY(m_c && !xcb_connection_has_error(m_c));
 
@@ -212,20 +164,20 @@ private slots:
         probe.start(QStringLiteral(VELORA_TRAY_PROBE), {library.path()});
         const auto cleanup = qScopeGuard([&] {
             probe.write("quit\n");
-            if (!probe.waitForFinished(3000)) stop(probe);
-            stop(host);
-            stop(helper);
+            if (!probe.waitForFinished(3000)) stopProgram(probe);
+            stopProgram(host);
+            stopProgram(helper);
         });
-        QVERIFY2(!readyLine(probe, said, "READY", 20000).isEmpty(),
+        QVERIFY2(!waitForLine(probe, said, "READY", 20000).isEmpty(),
                  qPrintable(QStringLiteral("the probe did not start: %1 (exit %2)").arg(probe.errorString()).arg(probe.exitCode())));
 
         // No tray yet: no icon, and none made that a late host could not reach.
         QTest::qWait(800);
-        QCOMPARE(readyLine(probe, said, "SHOWN", 2000), QStringLiteral("SHOWN 0"));
+        QCOMPARE(waitForLine(probe, said, "SHOWN", 2000), QStringLiteral("SHOWN 0"));
         QCOMPARE(markPixels(), 0);
 
         QVERIFY2(startHost(kind, host, helper), qPrintable(program + " did not start"));
-        QVERIFY2(!readyLine(probe, said, "SHOWN 1", 20000).isEmpty(), "the tray icon was made once the host ran");
+        QVERIFY2(!waitForLine(probe, said, "SHOWN 1", 20000).isEmpty(), "the tray icon was made once the host ran");
         QTRY_VERIFY2_WITH_TIMEOUT(markPixels() > 40, "the icon shows in the tray", 10000);
         if (kind == u"sni-only") QVERIFY2(!registeredItems().isEmpty(), "the icon is registered with the StatusNotifier watcher");
         screenshot().save(QDir(QCoreApplication::applicationDirPath()).filePath("tray-" + kind + ".png"));
@@ -233,12 +185,12 @@ private slots:
         // The settings toggle takes the icon away at once, and brings it back.
         said.clear();
         probe.write("off\n");
-        QCOMPARE(readyLine(probe, said, "SETTING", 5000), QStringLiteral("SETTING 0"));
+        QCOMPARE(waitForLine(probe, said, "SETTING", 5000), QStringLiteral("SETTING 0"));
         QTRY_COMPARE_WITH_TIMEOUT(markPixels(), 0, 5000);
         if (kind == u"sni-only") QTRY_VERIFY_WITH_TIMEOUT(registeredItems().isEmpty(), 5000);
         said.clear();
         probe.write("on\n");
-        QCOMPARE(readyLine(probe, said, "SETTING", 5000), QStringLiteral("SETTING 1"));
+        QCOMPARE(waitForLine(probe, said, "SETTING", 5000), QStringLiteral("SETTING 1"));
         QTRY_VERIFY2_WITH_TIMEOUT(markPixels() > 40, "the icon is back", 10000);
         if (kind == u"sni-only") QVERIFY(!registeredItems().isEmpty());
     }
@@ -246,8 +198,8 @@ private slots:
     void cleanupTestCase()
     {
         if (m_c) xcb_disconnect(m_c);
-        stop(m_bus);
-        stop(m_xvfb);
+        stopProgram(m_bus);
+        stopProgram(m_xvfb);
     }
 };
 
