@@ -97,6 +97,8 @@ Actions::Actions(Studio& studio, Edits& edits, QObject* parent)
     }
 
     checkForUpdates = make(tr("Check for Updates…"), QStringLiteral("checkForUpdates"));
+    // On macOS below "About Velora" in the application menu; elsewhere in Help.
+    checkForUpdates->setMenuRole(QAction::ApplicationSpecificRole);
     connect(checkForUpdates, &QAction::triggered, this, &Actions::updateCheckRequested);
     about = make(tr("About Velora"), QStringLiteral("about"));
     about->setMenuRole(QAction::AboutRole);

@@ -7,6 +7,7 @@
 #include <QPainterPath>
 #include <QPalette>
 #include <QPixmap>
+#include <QSvgRenderer>
 
 #include <array>
 
@@ -166,27 +167,9 @@ void draw(QPainter& p, Glyph g, const QColor& ink)
         p.drawLine(QPointF(17, 7), QPointF(7, 17));
         break;
     case Glyph::app: {
-        // A tilted instant print over a straight one, in the brand's sunset colours.
-        p.setPen(Qt::NoPen);
-        QLinearGradient brand(QPointF(2, 2), QPointF(22, 22));
-        brand.setColorAt(0, QColor(0xff, 0x8a, 0x5c));
-        brand.setColorAt(1, QColor(0xb4, 0x4c, 0xe0));
-        QPainterPath tile;
-        tile.addRoundedRect(QRectF(1, 1, 22, 22), 5.5, 5.5);
-        p.fillPath(tile, brand);
-        p.save();
-        p.translate(12, 12.5);
-        p.rotate(-8);
-        p.setBrush(QColor(255, 253, 248));
-        p.drawRoundedRect(QRectF(-6.5, -7.5, 13, 15), 1, 1);
-        QLinearGradient sky(QPointF(0, -6), QPointF(0, 3));
-        sky.setColorAt(0, QColor(0x4f, 0x8d, 0xd6));
-        sky.setColorAt(1, QColor(0xf6, 0xc1, 0x7a));
-        p.setBrush(sky);
-        p.drawRect(QRectF(-5.2, -6.2, 10.4, 9.5));
-        p.setBrush(QColor(0x2f, 0x6b, 0x4f));
-        p.drawPolygon(QPolygonF({{-5.2, 3.3}, {-1.5, -1.2}, {1.2, 1.4}, {2.6, 0.2}, {5.2, 3.3}}));
-        p.restore();
+        // Velora's mark is one SVG drawing, also installed as the desktop's icon.
+        static QSvgRenderer mark(QStringLiteral(":/velora/velora.svg"));
+        mark.render(&p, QRectF(0, 0, 24, 24));
         break;
     }
     }

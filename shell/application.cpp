@@ -10,11 +10,12 @@
 #include "previews.h"
 #include "settings.h"
 #include "studio.h"
+#include "tray.h"
+#include "update_checker.h"
 
 #include <QApplication>
-#include <QMenu>
 #include <QScreen>
-#include <QSystemTrayIcon>
+#include <QTimer>
 
 namespace velora {
 
@@ -43,13 +44,15 @@ Application::Application(Mode mode, Studio& studio, DesktopController& desktop, 
     , m_previews(std::make_unique<Previews>())
     , m_context{studio, studio.settings(), *m_edits, *m_actions, *m_pieces, *m_photos, *m_previews, desktop.screens()}
     , m_manager(std::make_unique<ManagerWindow>(m_context))
+    , m_tray(std::make_unique<Tray>(m_context.settings, *m_actions))
+    , m_updates(std::make_unique<UpdateChecker>())
 {
     if (mode != Mode::snapshot) m_pieces->setDisplayNamer(displayName);
 
-    // Not yet built: hidden until they have something behind them.
-    for (QAction* a : {m_actions->settings, m_actions->checkForUpdates}) a->setVisible(false);
-
     connect(m_actions.get(), &Actions::windowRequested, this, [this] { m_manager->show(); });
+    connect(m_actions.get(), &Actions::settingsRequested, this, [this] { showSettings(SettingsWindow::Tab::general); });
+    connect(m_actions.get(), &Actions::aboutRequested, this, [this] { showSettings(SettingsWindow::Tab::about); });
+    connect(m_actions.get(), &Actions::updateCheckRequested, this, [this] { m_updates->check(true); });
     connect(m_actions.get(), &Actions::editorRequested, this, [this](const QUuid& id) { m_manager->openEditor(id); });
     connect(m_actions.get(), &Actions::quitRequested, qApp, &QCoreApplication::quit, Qt::QueuedConnection);
 
@@ -91,23 +94,20 @@ void Application::handle(const SingleInstance::Request& request)
     importAsPiece(request.paths);
 }
 
-void Application::showTrayIcon()
+void Application::startTray() { m_tray->start(); }
+
+SettingsWindow& Application::settingsWindow()
 {
-    if (m_tray || !QSystemTrayIcon::isSystemTrayAvailable()) return;
-    m_tray = new QSystemTrayIcon(Icons::appIcon(), this);
-    m_tray->setToolTip(QStringLiteral("Velora"));
-    auto* menu = new QMenu;
-    menu->addActions({m_actions->trayHideAll, m_actions->trayLockAll});
-    menu->addSeparator();
-    menu->addActions({m_actions->trayNewPiece, m_actions->trayOpen});
-    menu->addSeparator();
-    menu->addAction(m_actions->trayQuit);
-    connect(m_tray, &QObject::destroyed, menu, &QObject::deleteLater);
-    m_tray->setContextMenu(menu);
-    connect(m_tray, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
-        if (reason == QSystemTrayIcon::Trigger) m_manager->show();
-    });
-    m_tray->show();
+    if (!m_settingsWindow) m_settingsWindow = std::make_unique<SettingsWindow>(m_context);
+    return *m_settingsWindow;
+}
+
+void Application::showSettings(SettingsWindow::Tab tab) { settingsWindow().present(tab); }
+
+void Application::checkForUpdatesAtLaunch()
+{
+    if (m_mode == Mode::snapshot) return;
+    QTimer::singleShot(0, m_updates.get(), [this] { m_updates->check(false); });
 }
 
 } // namespace velora

@@ -4,12 +4,12 @@
 #include "app_context.h"
 #include "single_instance.h"
 
+#include "settings_window.h"
+
 #include <QObject>
 #include <QPointer>
-#include <QSystemTrayIcon>
 
 #include <memory>
-
 
 namespace velora {
 
@@ -20,6 +20,8 @@ class ManagerWindow;
 class PhotoListModel;
 class PieceListModel;
 class Previews;
+class Tray;
+class UpdateChecker;
 
 class Application : public QObject {
     Q_OBJECT
@@ -43,9 +45,17 @@ public:
     // What a later launch asked for.
     void handle(const SingleInstance::Request& request);
 
-    // The tray icon, once there is one.
-    QSystemTrayIcon* tray() const { return m_tray; }
-    void showTrayIcon();
+    // The tray icon and its menu; startTray() shows it where the desktop has a tray.
+    Tray& tray() { return *m_tray; }
+    void startTray();
+
+    // Built on first use and kept.
+    SettingsWindow& settingsWindow();
+    void showSettings(SettingsWindow::Tab tab);
+
+    UpdateChecker& updates() { return *m_updates; }
+    // The silent check, once start-up is over; never in snapshot mode.
+    void checkForUpdatesAtLaunch();
 
 private:
     Mode m_mode;
@@ -58,7 +68,9 @@ private:
     std::unique_ptr<Previews> m_previews;
     AppContext m_context;
     std::unique_ptr<ManagerWindow> m_manager;
-    QPointer<QSystemTrayIcon> m_tray;
+    std::unique_ptr<Tray> m_tray;
+    std::unique_ptr<SettingsWindow> m_settingsWindow;
+    std::unique_ptr<UpdateChecker> m_updates;
 };
 
 } // namespace velora

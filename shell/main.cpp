@@ -111,6 +111,8 @@ int main(int argc, char** argv)
 
     QApplication app(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
+    // Window managers and docks match windows to the installed desktop entry by this name.
+    QGuiApplication::setDesktopFileName(QStringLiteral(VELORA_APP_ID));
     parser.process(app);
 
     const QByteArray token = Platform::takeActivationToken();
@@ -176,6 +178,7 @@ int main(int argc, char** argv)
     velora.importAsPiece(named);
     QObject::connect(&app, &QCoreApplication::aboutToQuit, [] { Studio::shared().saveNow(); });
     quitOnSignals(app);
-    velora.showTrayIcon();
+    velora.startTray();
+    velora.checkForUpdatesAtLaunch();
     return app.exec();
 }

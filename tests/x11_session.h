@@ -2,6 +2,8 @@
 // A real X server with a real window manager for the tests that need one: Xvfb on a display it
 // picks itself, openbox on it, and an environment for the programs started there, with their own
 // settings, data and runtime folders.
+#include "x_server.h"
+
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QStandardPaths>
@@ -27,16 +29,8 @@ public:
         const QString xvfb = QStandardPaths::findExecutable("Xvfb");
         const QString openbox = QStandardPaths::findExecutable("openbox");
         if (xvfb.isEmpty() || openbox.isEmpty()) return QStringLiteral("Xvfb or openbox is not installed (bash scripts/deps.sh installs both)");
-        m_xvfb.start(xvfb, {"-displayfd", "1", "-screen", "0", QStringLiteral("%1x%2x24").arg(screen.width()).arg(screen.height()),
-                            "-nolisten", "tcp", "-br"});
-        if (!m_xvfb.waitForStarted(5000)) return QStringLiteral("Xvfb did not start");
-        QByteArray number;
-        for (int i = 0; i < 100 && !number.contains('\n'); ++i) {
-            m_xvfb.waitForReadyRead(100);
-            number += m_xvfb.readAllStandardOutput();
-        }
-        if (!number.contains('\n')) return QStringLiteral("Xvfb did not report its display");
-        display = ":" + QString::fromLatin1(number.trimmed());
+        display = startXvfb(m_xvfb, xvfb, screen);
+        if (display.isEmpty()) return QStringLiteral("Xvfb did not start");
 
         c = xcb_connect(display.toLatin1().constData(), nullptr);
         if (!c || xcb_connection_has_error(c)) return QStringLiteral("cannot connect to Xvfb");
@@ -66,14 +60,7 @@ public:
 
     void stop()
     {
-        for (QProcess* p : {&m_wm, &m_xvfb}) {
-            if (p->state() == QProcess::NotRunning) continue;
-            p->terminate();
-            if (!p->waitForFinished(3000)) {
-                p->kill();
-                p->waitForFinished(3000);
-            }
-        }
+        for (QProcess* p : {&m_wm, &m_xvfb}) stopProgram(*p);
         if (c) xcb_disconnect(c);
         c = nullptr;
     }
@@ -133,11 +120,6 @@ public:
     xcb_window_t root = 0;
 
 private:
-    struct FreeDeleter {
-        void operator()(void* p) const { std::free(p); }
-    };
-    template <typename T> using Reply = std::unique_ptr<T, FreeDeleter>;
-
     QProcess m_xvfb;
     QProcess m_wm;
 };

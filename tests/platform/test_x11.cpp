@@ -23,10 +23,7 @@ namespace {
 constexpr uint32_t rootColour = 0x3C8D5A;
 const QColor rootQColor(0x3C, 0x8D, 0x5A);
 
-struct FreeDeleter {
-    void operator()(void* p) const { std::free(p); }
-};
-template <typename T> using Reply = std::unique_ptr<T, FreeDeleter>;
+using velora::testing::Reply;
 
 bool near(QRgb a, QColor b, int tolerance = 6)
 {
@@ -62,21 +59,7 @@ private:
 
     bool viewable(xcb_window_t w) { return m_x.viewable(w); }
 
-    QImage screenshot()
-    {
-        const xcb_screen_t* s = xcb_setup_roots_iterator(xcb_get_setup(m_c)).data;
-        Reply<xcb_get_image_reply_t> img(xcb_get_image_reply(
-            m_c,
-            xcb_get_image(m_c, XCB_IMAGE_FORMAT_Z_PIXMAP, m_root, 0, 0, s->width_in_pixels, s->height_in_pixels,
-                          ~0u),
-            nullptr));
-        if (!img || img->depth != 24) return {};
-        const int length = xcb_get_image_data_length(img.get());
-        if (length != s->width_in_pixels * s->height_in_pixels * 4) return {};
-        return QImage(xcb_get_image_data(img.get()), s->width_in_pixels, s->height_in_pixels,
-                      QImage::Format_RGB32)
-            .copy();
-    }
+    QImage screenshot() { return velora::testing::screenshot(m_c); }
 
     void rootMessage(const char* type, std::array<uint32_t, 5> data)
     {
@@ -108,17 +91,7 @@ private:
 
     QString waitForLine(const QString& prefix, int ms)
     {
-        QElapsedTimer t;
-        t.start();
-        while (t.elapsed() < ms) {
-            const auto lines = m_probeOutput.split('\n');
-            for (auto it = lines.crbegin(); it != lines.crend(); ++it)
-                if (it->startsWith(prefix) && lines.last() != *it) return *it;
-            if (m_probe.state() != QProcess::Running) break;
-            m_probe.waitForReadyRead(100);
-            m_probeOutput += QString::fromLocal8Bit(m_probe.readAllStandardOutput());
-        }
-        return {};
+        return velora::testing::waitForLine(m_probe, m_probeOutput, prefix, ms);
     }
 
 private slots:

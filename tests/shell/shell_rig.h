@@ -1,0 +1,71 @@
+#pragma once
+// A whole Application over a temporary library and settings file, fake screens and fake desktop
+// panels, with the update alerts recorded instead of shown.
+#include "application.h"
+#include "desktop/fakes.h"
+#include "settings.h"
+#include "storage.h"
+#include "update_checker.h"
+
+#include <QSettings>
+#include <QUrl>
+
+namespace velora::testing {
+
+struct RecordedAlerts {
+    QList<Alert> alerts;
+    QList<QUrl> opened;
+};
+
+class RecordingAlerts final : public UpdateAlerts {
+public:
+    explicit RecordingAlerts(RecordedAlerts& r) : m_r(r) {}
+    int run(const Alert& alert) override
+    {
+        m_r.alerts.append(alert);
+        return int(alert.buttons.size()) - 1; // the last: "Later", or the lone OK
+    }
+    void openPage(const QUrl& url) override { m_r.opened.append(url); }
+
+private:
+    RecordedAlerts& m_r;
+};
+
+struct ShellRig {
+    QTemporaryDir dir;
+    Settings settings{Settings::file(dir.filePath(QStringLiteral("settings.ini")))};
+    Studio studio{settings};
+    FakeScreens screens{{mainDisplay()}};
+    PanelLog log;
+    DesktopController desktop{studio, screens};
+    RecordedAlerts recorded;
+    std::unique_ptr<Application> app;
+
+    explicit ShellRig(Application::Mode mode = Application::Mode::normal)
+    {
+        Storage::setRoot(dir.filePath(QStringLiteral("library")));
+        desktop.setPanelFactory(log.factory());
+        app = std::make_unique<Application>(mode, studio, desktop);
+        app->updates().setAlerts(std::make_unique<RecordingAlerts>(recorded));
+    }
+    ~ShellRig() { app.reset(); }
+
+    Actions& actions() { return app->actions(); }
+
+    // Pieces of the same two photos, locked or not.
+    QList<Piece> addPieces(int n, bool locked = false)
+    {
+        const QList<Photo> photos{makePhoto(1500, 1000), makePhoto(800, 1200)};
+        studio.appendPhotos(photos);
+        QList<Piece> made;
+        for (int i = 0; i < n; ++i) {
+            Piece p = Piece::make(QStringLiteral("Piece %1").arg(i + 1), {photos[0].id, photos[1].id});
+            p.isLocked = locked;
+            made.append(p);
+        }
+        studio.setPieces(studio.pieces() + made);
+        return made;
+    }
+};
+
+} // namespace velora::testing
