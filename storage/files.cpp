@@ -156,6 +156,11 @@ std::optional<QByteArray> ReadOnlyFile::readAll(qint64 maxBytes)
     return bytes;
 }
 
+bool ReadOnlyFile::openDevice(QFile& device) const
+{
+    return ::lseek(m_fd, 0, SEEK_SET) == 0 && device.open(m_fd, QIODevice::ReadOnly, QFileDevice::DontCloseHandle);
+}
+
 Kind kindOf(const QString& path)
 {
     struct stat st {};

@@ -2,6 +2,7 @@
 // File access that never hangs and never loses a name: regular files only, opened without
 // blocking, and file names kept byte for byte even when they are not valid UTF-8.
 #include <QByteArray>
+#include <QFile>
 #include <QString>
 
 #include <optional>
@@ -30,6 +31,8 @@ public:
     qint64 size() const { return m_size; }
     // The whole file from its start; nothing when it is larger than maxBytes or a read fails.
     std::optional<QByteArray> readAll(qint64 maxBytes);
+    // Opens `device` on this file, from its start, for Qt's readers; it does not take ownership.
+    bool openDevice(QFile& device) const;
 
 private:
     ReadOnlyFile(int fd, qint64 size) : m_fd(fd), m_size(size) {}

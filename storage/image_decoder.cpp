@@ -334,9 +334,7 @@ QSize cappedSize(QSize size, int longestSide)
 std::optional<QImage> decodeWithQt(Files::ReadOnlyFile& source, int longestSide)
 {
     QFile file;
-    if (::lseek(source.descriptor(), 0, SEEK_SET) != 0 ||
-        !file.open(source.descriptor(), QIODevice::ReadOnly, QFileDevice::DontCloseHandle))
-        return std::nullopt;
+    if (!source.openDevice(file)) return std::nullopt;
     QImageReader reader(&file);
     reader.setAutoTransform(true);
     const QSize declared = reader.size();

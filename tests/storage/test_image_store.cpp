@@ -123,8 +123,9 @@ private slots:
         QVERIFY(photo->added.sinceReference >= before - 0.001);
         QVERIFY(photo->added.sinceReference <= Timestamp::now().sinceReference + 0.001);
 
-        // Exactly the encoder at 90 and 82.
-        QCOMPARE(samples::readBytes(*Storage::photoPath(photo->fileName)), samples::encode(image, "jpeg", 90));
+        // Exactly the encoder at 90 and 82, the copy naming its title and original.
+        QCOMPARE(samples::readBytes(*Storage::photoPath(photo->fileName)),
+                 samples::encode(image, "jpeg", 90, {{"VeloraOriginal", "/home/u/Beach.png"}, {"VeloraTitle", "Beach"}}));
         QCOMPARE(sizeOnDisk(*Storage::photoPath(photo->thumbName)), QSize(640, 320));
         QCOMPARE(samples::readBytes(*Storage::photoPath(photo->thumbName)),
                  samples::encode(*ImageStore::downscale(image, 640), "jpeg", 82));
