@@ -1,4 +1,5 @@
 // Velora's entry: the library, the Studio, the desktop pieces, and saving on the way out.
+#include "command_line.h"
 #include "demo_library.h"
 #include "desktop_controller.h"
 #include "desktop_window.h"
@@ -6,6 +7,7 @@
 #include "storage.h"
 #include "studio.h"
 #include "file_chooser_dialog.h"
+#include "quit_signals.h"
 
 #include <QAction>
 #include <QApplication>
@@ -18,45 +20,9 @@
 #include <QSystemTrayIcon>
 #include <QTextStream>
 
-#ifdef Q_OS_UNIX
-#include <QSocketNotifier>
-#include <csignal>
-#include <sys/socket.h>
-#include <unistd.h>
-#endif
-
 using namespace velora;
 
 namespace {
-
-#ifdef Q_OS_UNIX
-int signalPipe[2] = {-1, -1};
-
-void onSignal(int)
-{
-    const char byte = 1;
-    [[maybe_unused]] const auto n = ::write(signalPipe[0], &byte, 1);
-}
-
-// Ctrl+C, a plain kill or a closed terminal end the event loop normally, so the state is saved.
-void quitOnSignals(QApplication& app)
-{
-    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, signalPipe) != 0) return;
-    auto* notifier = new QSocketNotifier(signalPipe[1], QSocketNotifier::Read, &app);
-    QObject::connect(notifier, &QSocketNotifier::activated, &app, [&app] {
-        char byte = 0;
-        [[maybe_unused]] const auto n = ::read(signalPipe[1], &byte, 1);
-        app.quit();
-    });
-    struct sigaction action = {};
-    action.sa_handler = onSignal;
-    sigemptyset(&action.sa_mask);
-    action.sa_flags = SA_RESTART;
-    for (int sig : {SIGINT, SIGTERM, SIGHUP}) sigaction(sig, &action, nullptr);
-}
-#else
-void quitOnSignals(QApplication&) {}
-#endif
 
 // A small menu in the system tray, where there is one: hide or show all pieces, quit.
 void addTrayMenu(QApplication& app)
@@ -108,6 +74,10 @@ ScreenInfo mainScreen()
 
 int main(int argc, char** argv)
 {
+    // Before anything slow: a quit during start-up still goes the way that saves.
+    QuitSignals::install();
+    // "--" ends the options; what follows is photos, hidden from Qt's own option handling.
+    CommandLine commandLine(argc, argv);
     QCoreApplication::setOrganizationName(QStringLiteral("Velora"));
     QCoreApplication::setApplicationName(QStringLiteral("Velora"));
     QCoreApplication::setApplicationVersion(QStringLiteral(VELORA_VERSION));
@@ -117,7 +87,7 @@ int main(int argc, char** argv)
         "Your photos, framed on the desktop.\n\n"
         "Pieces sit on the desktop below every window. Drag one to move it; it snaps to the screen "
         "edges and a soft grid. Double-click to select it, right-click for its menu. Ctrl+C or a "
-        "plain kill quits and saves.\n\n"
+        "plain kill quits and saves. Use \"--\" before photos whose names start with \"-\".\n\n"
         "Environment: VELORA_SNAPSHOT_DIR=<folder> renders the snapshot pictures there and exits."));
     parser.addHelpOption();
     parser.addVersionOption();
@@ -131,10 +101,10 @@ int main(int argc, char** argv)
                                  QStringLiteral("[photos…]"));
 
     // Help and version need no display.
-    for (int i = 1; i < argc; ++i) {
-        const QByteArray arg(argv[i]);
+    for (int i = 1; i < commandLine.argc; ++i) {
+        const QByteArray arg(commandLine.argv[size_t(i)]);
         if (arg == "-h" || arg == "--help" || arg == "-?" || arg == "--help-all" || arg == "-v" || arg == "--version") {
-            QCoreApplication core(argc, argv);
+            QCoreApplication core(commandLine.argc, commandLine.argv.data());
             parser.process(core);
             return 0;
         }
@@ -144,9 +114,11 @@ int main(int argc, char** argv)
     const bool snapshotMode = !qEnvironmentVariableIsEmpty("VELORA_SNAPSHOT_DIR");
     const QByteArray platform = snapshotMode ? QByteArray() : Platform::choosePlatformForPieces();
 
-    QApplication app(argc, argv);
+    QApplication app(commandLine.argc, commandLine.argv.data());
+    QuitSignals::attach(app);
     QApplication::setQuitOnLastWindowClosed(false);
     parser.process(app);
+    const QStringList named = commandLine.paths();
 
     // Screenshot mode: an empty library inside the given folder, then the snapshot run.
     const QString snapshotDir = qEnvironmentVariable("VELORA_SNAPSHOT_DIR");
@@ -162,7 +134,7 @@ int main(int argc, char** argv)
     // A first start with nothing to show opens the demo library instead, so framed pieces appear at
     // once; the user's own library begins with the first photos they add.
     const bool firstStart = !QFileInfo::exists(Storage::libraryFile()) && !QFileInfo::exists(Storage::piecesFile());
-    const bool useDemo = parser.isSet(demo) || (firstStart && parser.positionalArguments().isEmpty());
+    const bool useDemo = parser.isSet(demo) || (firstStart && named.isEmpty());
     if (useDemo) {
         if (!parser.isSet(demo))
             err << "Velora: your library is empty, so the demo library is shown. Add your own photos with "
@@ -176,11 +148,8 @@ int main(int argc, char** argv)
     studio.setFileChooser([] { return chooseFilesWithDialog(); });
 
     // Photos or folders named on the command line become a new piece on the desktop.
-    const QStringList named = parser.positionalArguments();
     if (!named.isEmpty()) {
-        QStringList paths;
-        for (const QString& arg : named) paths.append(QFileInfo(arg).absoluteFilePath());
-        studio.importURLs(paths, [&studio, &err](const QList<Photo>& photos) {
+        studio.importURLs(named, [&studio, &err](const QList<Photo>& photos) {
             if (const auto message = studio.importMessage()) err << "Velora: " << *message << "\n";
             err.flush();
             if (photos.isEmpty()) return;
@@ -199,8 +168,7 @@ int main(int argc, char** argv)
     err.flush();
 
     DesktopController::shared().start();
-    QObject::connect(&app, &QCoreApplication::aboutToQuit, [] { Studio::shared().saveNow(); });
-    quitOnSignals(app);
+    QObject::connect(&app, &QCoreApplication::aboutToQuit, [] { Studio::shared().shutDown(); });
     addTrayMenu(app);
     return app.exec();
 }
