@@ -386,13 +386,15 @@ bool initialize()
 
 std::optional<QImage> decode(const QString& path, int longestSide, const std::atomic<bool>* cancelled)
 {
-    if (longestSide < 1) return std::nullopt;
+    const auto stopped = [cancelled] { return cancelled && cancelled->load(); };
+    if (longestSide < 1 || stopped()) return std::nullopt;
     std::optional<Files::ReadOnlyFile> file = Files::ReadOnlyFile::open(path);
     if (!file || file->size() == 0) return std::nullopt;
     if (!initialize()) return decodeWithQt(*file, longestSide);
     bool notForVips = false;
     std::optional<QImage> image = decodeWithVips(*file, cancelled, longestSide, notForVips);
-    if (notForVips) return decodeWithQt(*file, longestSide);
+    // A cancelled read also leaves no loader: that is no reason to try Qt.
+    if (notForVips && !stopped()) return decodeWithQt(*file, longestSide);
     return image;
 }
 
