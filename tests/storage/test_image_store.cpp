@@ -437,13 +437,10 @@ private slots:
         QVERIFY(!ImageDecoder::decode(file("cut.png"), 0));
     }
 
-    // Only regular files are read, and none waits: a FIFO, a device, a folder are refused at once.
-    void onlyRegularFiles()
+    // Links to regular files are followed (FIFOs, devices and folders are refused: see the import
+    // tests); a cancelled decode gives nothing.
+    void linksFollowedAndCancelHonoured()
     {
-        QCOMPARE(::mkfifo(QFile::encodeName(file("pipe.jpg")).constData(), 0600), 0);
-        QVERIFY(QFile::link("/dev/zero", file("zero.jpg")));
-        QVERIFY(QDir().mkpath(file("folder.jpg")));
-        for (const char* name : {"pipe.jpg", "zero.jpg", "folder.jpg"}) QVERIFY2(!ImageDecoder::decode(file(name)), name);
         QVERIFY(samples::writeBytes(file("real.jpg"), samples::encode(samples::picture(30, 20), "jpeg")));
         QVERIFY(QFile::link(file("real.jpg"), file("link.jpg")));
         QCOMPARE(ImageDecoder::decode(file("link.jpg"))->size(), QSize(30, 20));
