@@ -23,7 +23,7 @@ public:
         bool finished = false; // ended within the wait
         int exitCode = -1;     // when it exited
         int signal = 0;        // when a signal ended it
-        long peakKb = 0;       // its peak resident set
+        long peakKb = 0;       // its peak resident set, counting what it shared with the test at the fork
         qint64 ms = 0;         // from start to end
     };
 
@@ -109,6 +109,13 @@ public:
     }
 
     pid_t pid() const { return m_pid; }
+
+    // The peak resident size the child printed of itself ("peak-kb N"); 0 when it printed none.
+    long reportedPeakKb() const
+    {
+        const qsizetype at = m_printed.indexOf("peak-kb ");
+        return at < 0 ? 0 : m_printed.mid(at + 8).split('\n').front().toLong();
+    }
 
 private:
     pid_t m_pid = -1;

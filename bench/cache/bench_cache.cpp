@@ -40,25 +40,13 @@ int child(char** argv)
     return 0;
 }
 
-} // namespace
-
-int main(int argc, char** argv)
+// The library, made in a process of its own: a child's peak starts from its parent's size at the
+// fork, so the measuring process stays small. One full copy and one thumbnail are linked under
+// every photo's names: the cache keys by name.
+int setup(const QString& root, int count)
 {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    if (argc == 4 && std::strcmp(argv[1], "--child") == 0) {
-        QGuiApplication app(argc, argv);
-        return child(argv);
-    }
-    int count = 2000;
-    for (int i = 1; i + 1 < argc; ++i)
-        if (std::strcmp(argv[i], "--photos") == 0) count = std::max(1, std::atoi(argv[++i]));
-    std::setvbuf(stdout, nullptr, _IOLBF, 0);
-    QGuiApplication app(argc, argv);
-    QTemporaryDir dir;
-    const QString root = QDir(dir.path()).filePath("Velora");
     Storage::setRoot(root);
     Storage::prepare();
-    // One full copy and one thumbnail, linked under every photo's names: the cache keys by name.
     QImage full(2400, 1600, QImage::Format_RGB32);
     QPainter p(&full);
     p.fillRect(full.rect(), QLinearGradient(0, 0, 2400, 1600));
@@ -71,8 +59,30 @@ int main(int argc, char** argv)
             ::link(QFile::encodeName(thumbPath), QFile::encodeName(*Storage::photoPath(id + "-s.jpg"))) != 0)
             return 1;
     }
+    return 0;
+}
 
+} // namespace
+
+int main(int argc, char** argv)
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    if (argc == 4 && std::strcmp(argv[1], "--child") == 0) {
+        QGuiApplication app(argc, argv);
+        return child(argv);
+    }
+    if (argc == 4 && std::strcmp(argv[1], "--setup") == 0) {
+        QGuiApplication app(argc, argv);
+        return setup(QString::fromLocal8Bit(argv[2]), std::atoi(argv[3]));
+    }
+    int count = 2000;
+    for (int i = 1; i + 1 < argc; ++i)
+        if (std::strcmp(argv[i], "--photos") == 0) count = std::max(1, std::atoi(argv[++i]));
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);
+    QTemporaryDir dir;
+    const QString root = QDir(dir.path()).filePath("Velora");
     const std::string self = bench::selfPath(argv[0]);
+    if (!bench::spawn({self, "--setup", root.toStdString(), std::to_string(count)}).ok) return 1;
     const qsizetype limitMb = ImageCache::defaultByteLimit >> 20;
     std::printf("Velora image cache benchmark: %d photos, each full copy (2400x1600) and thumbnail asked for once\n", count);
     const bench::Run velora = bench::spawn({self, "--child", root.toStdString(), std::to_string(limitMb)});

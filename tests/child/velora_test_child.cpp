@@ -1,9 +1,9 @@
 // A real Velora process for the tests that need one: killed mid-import, quit by a signal, or
 // measured for peak memory and time on its own.
 //
-//   velora_test_child decode <file>                  prints "WxH" or "refused"
+//   velora_test_child decode <file>                  prints "WxH" or "refused", then its peak
 //   velora_test_child import <root> <file or folder>  imports, prints "started", quits when done
-//   velora_test_child start <root>                   loads and shows the desktop, prints panels and ms
+//   velora_test_child start <root>                   loads and shows the desktop, prints panels, ms, peak
 #include "desktop_controller.h"
 #include "image_decoder.h"
 #include "quit_signals.h"
@@ -18,10 +18,25 @@
 
 #include <cstdio>
 #include <cstring>
+#include <fstream>
+#include <string>
 
 using namespace velora;
 
 namespace {
+
+// The peak is this process's own: a forked child starts with its parent's resident size as its
+// peak, so the peak is reset once exec has replaced the parent's memory.
+void resetPeak() { std::ofstream("/proc/self/clear_refs") << "5"; }
+
+// "peak-kb N" on its own line, for the tests to read.
+void reportPeak()
+{
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);)
+        if (line.rfind("VmHWM:", 0) == 0) std::printf("peak-kb %ld\n", std::stol(line.substr(6)));
+    std::fflush(stdout);
+}
 
 int decode(const char* file)
 {
@@ -30,6 +45,7 @@ int decode(const char* file)
         std::printf("%dx%d\n", image->width(), image->height());
     else
         std::printf("refused\n");
+    reportPeak();
     return 0;
 }
 
@@ -65,6 +81,7 @@ int start(int argc, char** argv)
     QTimer::singleShot(0, &app, [&] {
         std::printf("%zu panels of %lld pieces in %lld ms\n", DesktopController::shared().panelCount(),
                     qlonglong(studio.pieces().size()), qlonglong(clock.elapsed()));
+        reportPeak();
         app.quit();
     });
     return app.exec();
@@ -74,6 +91,7 @@ int start(int argc, char** argv)
 
 int main(int argc, char** argv)
 {
+    resetPeak();
     QStandardPaths::setTestModeEnabled(true);
     QCoreApplication::setOrganizationName(QStringLiteral("VeloraTests"));
     QCoreApplication::setApplicationName(QStringLiteral("VeloraTestChild"));

@@ -462,8 +462,9 @@ private slots:
         g_object_unref(grey);
         QCOMPARE(saved, 0);
         ChildProcess child({"decode", file("interlaced.png")});
-        QCOMPARE(child.output(60000), QByteArray("2400x2400\n"));
-        const long peakMb = child.wait(0).peakKb / 1024;
+        QVERIFY(child.output(60000).startsWith("2400x2400\n"));
+        const long peakMb = child.reportedPeakKb() / 1024;
+        QVERIFY(peakMb > 0);
         qInfo("interlaced 9000x9000 PNG: peak %ld MB", peakMb);
         QVERIFY2(peakMb < 400, qPrintable(QString::number(peakMb)));
 
