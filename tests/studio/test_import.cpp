@@ -15,7 +15,6 @@
 #include <QSettings>
 #include <QSignalSpy>
 #include <QTemporaryDir>
-#include <QTimer>
 
 #include <QScopeGuard>
 
@@ -251,30 +250,6 @@ private slots:
         QVERIFY(samples::isLeftTint(stored.pixel(300, 150)));
         QVERIFY(qBlue(stored.pixel(300, 750)) > 150);
         QCOMPARE(sizeOf(photos[1].thumbName), QSize(426, 640));
-    }
-
-    void mainLoopKeepsTurning()
-    {
-        Studio studio;
-        QStringList paths;
-        for (int i = 0; i < 4; ++i) paths.append(jpeg(QString("loop/p%1.jpg").arg(i), 6000, 4000));
-        int ticks = 0;
-        QTimer timer;
-        timer.setInterval(5);
-        connect(&timer, &QTimer::timeout, this, [&] { ++ticks; });
-        timer.start();
-        QElapsedTimer clock;
-        clock.start();
-        bool finished = false;
-        studio.importURLs(paths, [&](const QList<Photo>&) { finished = true; });
-        const int ticksAtStart = ticks;
-        QVERIFY(QTest::qWaitFor([&] { return finished; }, 120000));
-        const qint64 elapsed = clock.elapsed();
-        const int turned = ticks - ticksAtStart;
-        // While the worker decodes, the 5 ms timer keeps firing: at least once per 50 ms on
-        // average even on a loaded machine (a decode on this thread would stall it ~100 ms each).
-        QVERIFY2(turned >= elapsed / 50, qPrintable(QString("%1 ticks in %2 ms").arg(turned).arg(elapsed)));
-        QCOMPARE(studio.photos().size(), 4);
     }
 
     void panels()
