@@ -7,9 +7,14 @@
 #include <QElapsedTimer>
 
 #include <cstdio>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <functional>
+#include <string>
 #include <vector>
 
 namespace velora::bench {
@@ -49,6 +54,52 @@ inline std::optional<QList<Photo>> demoPhotos(const QString& root)
         return std::nullopt;
     }
     return photos;
+}
+
+// One child process: wall time, CPU time and its peak resident set (wait4).
+struct Run {
+    double ms = 0;
+    double cpuMs = 0; // user + system time of the child
+    long maxRssKb = 0;
+    bool ok = true;
+};
+
+// fork + exec + wait4; `quiet` sends the child's output to /dev/null.
+inline Run spawn(const std::vector<std::string>& args, bool quiet = true)
+{
+    std::vector<char*> argv;
+    for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+    argv.push_back(nullptr);
+    Run run;
+    const auto start = std::chrono::steady_clock::now();
+    const pid_t pid = fork();
+    if (pid == 0) {
+        if (quiet) {
+            if (FILE* null = std::fopen("/dev/null", "w")) {
+                dup2(fileno(null), STDOUT_FILENO);
+                dup2(fileno(null), STDERR_FILENO);
+            }
+        }
+        execvp(argv[0], argv.data());
+        _exit(127);
+    }
+    int status = 0;
+    rusage usage{};
+    wait4(pid, &status, 0, &usage);
+    run.ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+    run.maxRssKb = usage.ru_maxrss;
+    run.cpuMs = (usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1000.0 +
+                (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1000.0;
+    run.ok = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    return run;
+}
+
+// This executable, to run itself in a child mode.
+inline std::string selfPath(const char* argv0)
+{
+    char path[4096] = {};
+    const ssize_t n = readlink("/proc/self/exe", path, sizeof path - 1);
+    return n > 0 ? std::string(path, size_t(n)) : std::string(argv0);
 }
 
 } // namespace velora::bench

@@ -92,7 +92,7 @@ void DesktopController::sync()
     for (auto it = photos.crbegin(); it != photos.crend(); ++it) photoByID.insert(it->id, &*it);
 
     QSet<QUuid> kept;
-    for (qsizetype i = 0; i < pieces.size(); ++i) {
+    for (qsizetype i = 0; i < pieces.size() && kept.size() < maxPanels; ++i) {
         const Piece& piece = pieces[i];
         if (!piece.isVisible || m_studio.allHidden()) continue;
         PieceView view{piece, {}, m_studio.tick(piece.id), std::nullopt};

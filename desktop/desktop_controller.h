@@ -77,6 +77,11 @@ public:
     bool syncPending() const { return m_pending; }
     qint64 syncCount() const { return m_syncs; }
 
+    // Panels shown at most, the first visible pieces in the studio's order; the rest wait until
+    // others are hidden. Every panel is a window with its own buffer, so this bounds memory and
+    // start-up time whatever the pieces file holds.
+    static constexpr qsizetype maxPanels = 200;
+
     // Cascade offsets from the visible frame's top right for new pieces on a display.
     static constexpr double cascadeRight = 40;
     static constexpr double cascadeTop = 30;

@@ -103,6 +103,35 @@ void ImportBanner::refresh()
     }
 }
 
+// --- save error -------------------------------------------------------------------------------
+
+SaveErrorBanner::SaveErrorBanner(AppContext& app, QWidget* parent)
+    : QWidget(parent)
+    , m_app(app)
+{
+    setObjectName(QStringLiteral("saveError"));
+    auto* layout = new QHBoxLayout(this);
+    layout->setContentsMargins(24, 8, 16, 0);
+    m_label = new QLabel(this);
+    m_label->setWordWrap(true);
+    m_label->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    QPalette warn = m_label->palette();
+    warn.setColor(QPalette::WindowText, QColor(0xc0, 0x39, 0x2b));
+    m_label->setPalette(warn);
+    layout->addWidget(m_label, 1);
+    connect(&m_app.studio, &Studio::saveErrorChanged, this, &SaveErrorBanner::refresh);
+    refresh();
+}
+
+QString SaveErrorBanner::text() const { return isVisibleTo(parentWidget()) ? m_label->text() : QString(); }
+
+void SaveErrorBanner::refresh()
+{
+    const auto error = m_app.studio.saveError();
+    m_label->setText(error.value_or(QString()));
+    setVisible(error.has_value());
+}
+
 // --- inspector column -------------------------------------------------------------------------
 
 InspectorColumn::InspectorColumn(AppContext& app, QWidget* parent)
@@ -186,6 +215,8 @@ ManagerView::ManagerView(AppContext& app, QWidget* parent)
     row->setSpacing(0);
     auto* column = new QVBoxLayout;
     column->setSpacing(0);
+    m_saveError = new SaveErrorBanner(m_app, detail);
+    column->addWidget(m_saveError);
     m_banner = new ImportBanner(m_app, detail);
     column->addWidget(m_banner);
     m_pages = new QStackedWidget(detail);

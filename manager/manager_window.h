@@ -41,6 +41,20 @@ private:
     QToolButton* m_dismiss;
 };
 
+// "Couldn’t save your library: …" while saving fails; it goes when a save works again.
+class SaveErrorBanner : public QWidget {
+    Q_OBJECT
+public:
+    explicit SaveErrorBanner(AppContext& app, QWidget* parent = nullptr);
+    QString text() const;
+
+private:
+    void refresh();
+
+    AppContext& m_app;
+    QLabel* m_label;
+};
+
 // The inspector's column: slides in from the trailing edge and fades while the Studio says so.
 class InspectorColumn : public QWidget {
     Q_OBJECT
@@ -80,6 +94,7 @@ public:
     QWidget* currentPage() const;
     InspectorColumn* inspectorColumn() const { return m_inspector; }
     ImportBanner* banner() const { return m_banner; }
+    SaveErrorBanner* saveErrorBanner() const { return m_saveError; }
     QSplitter* splitter() const { return m_split; }
 
     // What a drop does: the files are added; on the pieces page they also become one new piece.
@@ -102,6 +117,7 @@ private:
     StylesPage* m_styles;
     InspectorColumn* m_inspector;
     ImportBanner* m_banner;
+    SaveErrorBanner* m_saveError;
 };
 
 class ManagerMainWindow : public QMainWindow {

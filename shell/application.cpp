@@ -60,6 +60,14 @@ Application::Application(Mode mode, Studio& studio, DesktopController& desktop, 
     m_desktop.setMenuFactory([this](const QUuid& id, QWidget* owner) { return m_actions->desktopMenu(id, owner); });
     m_desktop.setEditRecorder([this](const QString& text, const std::function<void()>& change) { m_edits->record(text, change); });
     m_desktop.start();
+
+    // Saving fails: the window says so; while it is closed, the tray does.
+    connect(&studio, &Studio::saveErrorChanged, this, [this] {
+        const auto error = m_studio.saveError();
+        ManagerMainWindow* window = m_manager->window();
+        if (!error || (window && window->isVisible())) return;
+        if (QSystemTrayIcon* icon = m_tray->icon()) icon->showMessage(QStringLiteral("Velora"), *error, QSystemTrayIcon::Warning);
+    });
 }
 
 Application::~Application()

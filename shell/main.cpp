@@ -1,5 +1,6 @@
 // Velora's entry: which library and settings, one copy per library, then the application.
 #include "application.h"
+#include "command_line.h"
 #include "demo_library.h"
 #include "desktop_controller.h"
 #include "desktop_window.h"
@@ -11,6 +12,7 @@
 #include "storage.h"
 #include "studio.h"
 #include "file_chooser_dialog.h"
+#include "quit_signals.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -21,45 +23,9 @@
 
 #include <memory>
 
-#ifdef Q_OS_UNIX
-#include <QSocketNotifier>
-#include <csignal>
-#include <sys/socket.h>
-#include <unistd.h>
-#endif
-
 using namespace velora;
 
 namespace {
-
-#ifdef Q_OS_UNIX
-int signalPipe[2] = {-1, -1};
-
-void onSignal(int)
-{
-    const char byte = 1;
-    [[maybe_unused]] const auto n = ::write(signalPipe[0], &byte, 1);
-}
-
-// Ctrl+C, a plain kill or a closed terminal end the event loop normally, so the state is saved.
-void quitOnSignals(QApplication& app)
-{
-    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, signalPipe) != 0) return;
-    auto* notifier = new QSocketNotifier(signalPipe[1], QSocketNotifier::Read, &app);
-    QObject::connect(notifier, &QSocketNotifier::activated, &app, [&app] {
-        char byte = 0;
-        [[maybe_unused]] const auto n = ::read(signalPipe[1], &byte, 1);
-        app.quit();
-    });
-    struct sigaction action = {};
-    action.sa_handler = onSignal;
-    sigemptyset(&action.sa_mask);
-    action.sa_flags = SA_RESTART;
-    for (int sig : {SIGINT, SIGTERM, SIGHUP}) sigaction(sig, &action, nullptr);
-}
-#else
-void quitOnSignals(QApplication&) {}
-#endif
 
 ScreenInfo mainScreen()
 {
@@ -72,6 +38,10 @@ ScreenInfo mainScreen()
 
 int main(int argc, char** argv)
 {
+    // Before anything slow: a quit during start-up still goes the way that saves.
+    QuitSignals::install();
+    // "--" ends the options; what follows is photos, hidden from Qt's own option handling.
+    CommandLine commandLine(argc, argv);
     QCoreApplication::setOrganizationName(QStringLiteral("Velora"));
     QCoreApplication::setApplicationName(QStringLiteral("Velora"));
     QCoreApplication::setApplicationVersion(QStringLiteral(VELORA_VERSION));
@@ -82,7 +52,8 @@ int main(int argc, char** argv)
         "Pieces sit on the desktop below every window. Drag one to move it; it snaps to the screen "
         "edges and a soft grid. Double-click one to edit it in the Velora window, right-click for its "
         "menu. Starting Velora again while it runs brings its window forward (and adds the photos "
-        "named). Ctrl+C or a plain kill quits and saves.\n\n"
+        "named). Ctrl+C or a plain kill quits and saves. Use \"--\" before photos whose names start "
+        "with \"-\".\n\n"
         "Environment: VELORA_SNAPSHOT_DIR=<folder> renders the snapshot pictures there and exits."));
     parser.addHelpOption();
     parser.addVersionOption();
@@ -96,10 +67,10 @@ int main(int argc, char** argv)
                                  QStringLiteral("[photos…]"));
 
     // Help and version need no display.
-    for (int i = 1; i < argc; ++i) {
-        const QByteArray arg(argv[i]);
+    for (int i = 1; i < commandLine.argc; ++i) {
+        const QByteArray arg(commandLine.argv[size_t(i)]);
         if (arg == "-h" || arg == "--help" || arg == "-?" || arg == "--help-all" || arg == "-v" || arg == "--version") {
-            QCoreApplication core(argc, argv);
+            QCoreApplication core(commandLine.argc, commandLine.argv.data());
             parser.process(core);
             return 0;
         }
@@ -109,7 +80,8 @@ int main(int argc, char** argv)
     const bool snapshotMode = !qEnvironmentVariableIsEmpty("VELORA_SNAPSHOT_DIR");
     const QByteArray platform = snapshotMode ? QByteArray() : Platform::choosePlatformForPieces();
 
-    QApplication app(argc, argv);
+    QApplication app(commandLine.argc, commandLine.argv.data());
+    QuitSignals::attach(app);
     QApplication::setQuitOnLastWindowClosed(false);
     // Window managers and docks match windows to the installed desktop entry by this name.
     QGuiApplication::setDesktopFileName(QStringLiteral(VELORA_APP_ID));
@@ -134,7 +106,8 @@ int main(int argc, char** argv)
     }
 
     QStringList named;
-    for (const QString& arg : parser.positionalArguments()) named.append(QFileInfo(arg).absoluteFilePath());
+    // Absolute, so that a running copy started elsewhere finds them.
+    for (const QString& path : commandLine.paths()) named.append(QFileInfo(path).absoluteFilePath());
     if (mode == Application::Mode::demo && !named.isEmpty()) {
         err << "Velora: photos aren't added to the demo library; run velora without --demo to add them to yours.\n";
         named.clear();
@@ -176,8 +149,8 @@ int main(int argc, char** argv)
     if (instance)
         QObject::connect(instance.get(), &SingleInstance::requested, &velora, &Application::handle);
     velora.importAsPiece(named);
-    QObject::connect(&app, &QCoreApplication::aboutToQuit, [] { Studio::shared().saveNow(); });
-    quitOnSignals(app);
+    // Imports still running are cut short; what they stored is kept, and everything is saved.
+    QObject::connect(&app, &QCoreApplication::aboutToQuit, [] { Studio::shared().shutDown(); });
     velora.startTray();
     velora.checkForUpdatesAtLaunch();
     return app.exec();

@@ -1,5 +1,6 @@
 #include "image_cache.h"
 
+#include "files.h"
 #include "lru_cache.h"
 #include "storage.h"
 
@@ -11,7 +12,7 @@ namespace velora {
 
 struct ImageCache::Impl {
     mutable QMutex mutex;
-    LruCache<QString, QImage> images{ImageCache::limit};
+    LruCache<QString, QImage> images{ImageCache::limit, ImageCache::defaultByteLimit};
 
     std::optional<QImage> find(const QString& key)
     {
@@ -22,7 +23,7 @@ struct ImageCache::Impl {
     void insert(const QString& key, const QImage& image)
     {
         QMutexLocker lock(&mutex);
-        images.insert(key, image);
+        images.insert(key, image, image.sizeInBytes());
     }
 };
 
@@ -41,7 +42,11 @@ std::optional<QImage> load(const QString& key)
     // Names from records reach the disk only when they are plain file names.
     const std::optional<QString> path = Storage::photoPath(key);
     if (!path) return std::nullopt;
-    QImageReader reader(*path);
+    // A FIFO or device under a photo's name must not hold up drawing.
+    std::optional<Files::ReadOnlyFile> file = Files::ReadOnlyFile::open(*path);
+    QFile device;
+    if (!file || !file->openDevice(device)) return std::nullopt;
+    QImageReader reader(&device);
     reader.setAutoTransform(true);
     QImage image = reader.read();
     if (image.isNull()) return std::nullopt;
@@ -63,6 +68,24 @@ std::optional<QImage> ImageCache::image(const Photo& photo, bool small)
     }
     if (small) return std::nullopt;
     return image(photo, true);
+}
+
+qsizetype ImageCache::bytes() const
+{
+    QMutexLocker lock(&d->mutex);
+    return d->images.cost();
+}
+
+qsizetype ImageCache::byteLimit() const
+{
+    QMutexLocker lock(&d->mutex);
+    return d->images.costLimit();
+}
+
+void ImageCache::setByteLimit(qsizetype bytes)
+{
+    QMutexLocker lock(&d->mutex);
+    d->images.setCostLimit(bytes);
 }
 
 int ImageCache::count() const

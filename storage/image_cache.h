@@ -1,5 +1,6 @@
 #pragma once
-// Decoded library images kept in memory, keyed by file name; at most 300 entries; thread-safe.
+// Decoded library images kept in memory, keyed by file name; at most 300 entries and a byte limit
+// (a full copy is up to 23 MB decoded), least recently used first out; thread-safe.
 #include "records.h"
 
 #include <QImage>
@@ -19,6 +20,11 @@ public:
     int count() const;
     void clear();
     static constexpr int limit = 300;
+    // Bytes of decoded pixels held; the newest image stays even when it alone is over the limit.
+    qsizetype bytes() const;
+    qsizetype byteLimit() const;
+    void setByteLimit(qsizetype bytes);
+    static constexpr qsizetype defaultByteLimit = qsizetype(256) << 20;
 
     ImageCache();
     ~ImageCache();

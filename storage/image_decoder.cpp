@@ -1,5 +1,7 @@
 #include "image_decoder.h"
 
+#include "files.h"
+
 #include <QColorSpace>
 #include <QFile>
 #include <QImageReader>
@@ -11,10 +13,13 @@
 #pragma pop_macro("signals")
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <memory>
 #include <mutex>
+
+#include <unistd.h>
 
 namespace velora::ImageDecoder {
 
@@ -160,52 +165,160 @@ std::optional<QImage> toQImage(Image image)
     return result;
 }
 
-std::optional<QImage> decodeWithVips(const QByteArray& file, const char* loader, int longestSide)
+// The file as a libvips source whose every read first asks whether the import was cancelled, so a
+// decode stops within one read of a quit, also inside a loader that reads a whole image at once.
+struct SourceContext {
+    int fd;
+    const std::atomic<bool>* cancelled;
+};
+
+gint64 readSource(VipsSourceCustom*, void* buffer, gint64 length, void* user)
 {
+    const auto* ctx = static_cast<const SourceContext*>(user);
+    if (ctx->cancelled && ctx->cancelled->load(std::memory_order_relaxed)) return -1;
+    ssize_t n = 0;
+    do {
+        n = ::read(ctx->fd, buffer, size_t(length));
+    } while (n < 0 && errno == EINTR);
+    return n;
+}
+
+gint64 seekSource(VipsSourceCustom*, gint64 offset, int whence, void* user)
+{
+    const auto* ctx = static_cast<const SourceContext*>(user);
+    return ::lseek(ctx->fd, off_t(offset), whence);
+}
+
+struct UnrefSource {
+    void operator()(VipsSourceCustom* source) const
+    {
+        if (source) g_object_unref(source);
+    }
+};
+
+// Loaders trusted with users' files; anything else libvips recognises (its own formats, text
+// matrices, vector and document formats) is refused.
+bool isPhotoLoader(const char* loader)
+{
+    for (const char* prefix : {"VipsForeignLoadJpeg", "VipsForeignLoadPng", "VipsForeignLoadHeif", "VipsForeignLoadTiff",
+                               "VipsForeignLoadGif", "VipsForeignLoadNsgif", "VipsForeignLoadWebp", "VipsForeignLoadJp2k"})
+        if (vips_isprefix(prefix, loader)) return true;
+    return false;
+}
+
+int intField(VipsImage* image, const char* name)
+{
+    int value = 0;
+    if (vips_image_get_typeof(image, name) == 0 || vips_image_get_int(image, name, &value) != 0) {
+        vips_error_clear();
+        return 0;
+    }
+    return value;
+}
+
+// What every decode holds besides: the capped result, its conversions and the loaders' buffers.
+constexpr qint64 fixedBytes = 64LL << 20;
+
+// Memory a loader needs on top of that, from the header alone; the factors are measured peaks of
+// libvips 8.14 per declared pixel, rounded up.
+qint64 workingBytes(const char* loader, qint64 width, qint64 height, int bands, int sampleBytes, bool interlaced,
+                    const QByteArray& chroma, qint64 fileBytes)
+{
+    const qint64 pixels = width * height;
+    if (vips_isprefix("VipsForeignLoadJpeg", loader)) {
+        // Baseline JPEG streams through shrink-on-load. A progressive one keeps every DCT
+        // coefficient (two bytes) of the whole image until its last scan.
+        if (!interlaced) return 0;
+        double samples = bands;
+        if (bands == 3 && chroma == "4:2:0") samples = 1.5;
+        else if (bands == 3 && chroma == "4:2:2") samples = 2;
+        return qint64(double(pixels) * samples * 2);
+    }
+    if (vips_isprefix("VipsForeignLoadPng", loader))
+        return interlaced ? pixels * bands * sampleBytes : 0; // Adam7 needs the whole image
+    if (vips_isprefix("VipsForeignLoadGif", loader) || vips_isprefix("VipsForeignLoadNsgif", loader))
+        return pixels * 8 + fileBytes; // the frame, its predecessor, and the file itself
+    if (vips_isprefix("VipsForeignLoadHeif", loader))
+        return pixels * 5; // YCbCr planes and the interleaved RGB(A) image
+    if (vips_isprefix("VipsForeignLoadJp2k", loader))
+        return pixels * 4; // a whole untiled image's samples
+    return 0;
+}
+
+std::optional<QImage> decodeWithVips(Files::ReadOnlyFile& file, const std::atomic<bool>* cancelled, int longestSide,
+                                     bool& notForVips)
+{
+    SourceContext ctx{file.descriptor(), cancelled};
+    std::unique_ptr<VipsSourceCustom, UnrefSource> source(vips_source_custom_new());
+    if (!source) return std::nullopt;
+    g_signal_connect(source.get(), "read", G_CALLBACK(readSource), &ctx);
+    g_signal_connect(source.get(), "seek", G_CALLBACK(seekSource), &ctx);
+    VipsSource* src = VIPS_SOURCE(source.get());
+
+    const char* loader = vips_foreign_find_load_source(src);
+    // The search still names the blocked ImageMagick loader; Qt reads those files instead.
+    if (!loader || vips_isprefix("VipsForeignLoadMagick", loader)) {
+        vips_error_clear();
+        notForVips = true;
+        return std::nullopt;
+    }
+    if (!isPhotoLoader(loader)) return std::nullopt;
+
     // Opening reads the header only; the declared size is checked before any pixel is decoded.
-    Image header(vips_image_new_from_file(file.constData(), "access", VIPS_ACCESS_SEQUENTIAL, "fail_on",
-                                          VIPS_FAIL_ON_TRUNCATED, nullptr));
+    Image header(vips_image_new_from_source(src, "", "access", VIPS_ACCESS_SEQUENTIAL, "fail_on",
+                                            VIPS_FAIL_ON_TRUNCATED, nullptr));
     if (!header) {
         vips_error_clear();
         return std::nullopt;
     }
     if (declaresTooMuch(header->Xsize, header->Ysize)) return std::nullopt;
+    const char* chroma = nullptr;
+    if (vips_image_get_typeof(header.get(), "jpeg-chroma-subsample") != 0)
+        vips_image_get_string(header.get(), "jpeg-chroma-subsample", &chroma);
+    const qint64 working = workingBytes(loader, header->Xsize, header->Ysize, header->Bands,
+                                        int(vips_format_sizeof(header->BandFmt)), intField(header.get(), "interlaced") != 0,
+                                        QByteArray(chroma ? chroma : ""), file.size());
+    if (working + fixedBytes > decodeBudget) return std::nullopt;
     // Only an embedded profile is converted; untagged pixels are taken as sRGB already (an
     // assumed-profile round trip would shift greys by a level or two).
     const bool hasProfile = vips_image_get_typeof(header.get(), VIPS_META_ICC_NAME) != 0;
 
+    // At most one decode that needs a whole image in memory runs at a time, whatever the number of
+    // import workers, so their peaks never add up.
+    static std::mutex heavy;
+    std::unique_lock<std::mutex> heavyLock(heavy, std::defer_lock);
+    if (working > decodeBudget / 8) heavyLock.lock();
+    if (cancelled && cancelled->load()) return std::nullopt;
+
+    // The box is never larger than the image, so nothing is enlarged; libvips' own "down only"
+    // size mode is not used, as it picks far too small a level of a JPEG 2000 pyramid.
+    const int box = std::min<qint64>(longestSide, std::max(header->Xsize, header->Ysize));
     Image image;
+    VipsImage* out = nullptr;
+    int failed = 0;
     if (vips_isprefix("VipsForeignLoadHeif", loader)) {
         // vips_thumbnail would switch to the embedded HEIF thumbnail when that is big enough;
         // thumbnailing the opened primary image keeps to the full picture.
-        VipsImage* out = nullptr;
-        const int failed = hasProfile ? vips_thumbnail_image(header.get(), &out, longestSide, "height", longestSide, "size",
-                                                             VIPS_SIZE_DOWN, "export_profile", "srgb", nullptr)
-                                      : vips_thumbnail_image(header.get(), &out, longestSide, "height", longestSide, "size",
-                                                             VIPS_SIZE_DOWN, nullptr);
-        if (failed != 0) {
-            vips_error_clear();
-            return std::nullopt;
-        }
-        image.reset(out);
+        failed = hasProfile ? vips_thumbnail_image(header.get(), &out, box, "height", box, "export_profile", "srgb", nullptr)
+                            : vips_thumbnail_image(header.get(), &out, box, "height", box, nullptr);
     } else {
         header.reset();
         // Shrink-on-load (JPEG DCT scaling, WebP, TIFF pyramids) from the full image, then an
         // exact reduce; orientation applied.
-        VipsImage* out = nullptr;
-        const int failed =
-            hasProfile ? vips_thumbnail(file.constData(), &out, longestSide, "height", longestSide, "size", VIPS_SIZE_DOWN,
-                                        "export_profile", "srgb", "fail_on", VIPS_FAIL_ON_TRUNCATED, nullptr)
-                       : vips_thumbnail(file.constData(), &out, longestSide, "height", longestSide, "size", VIPS_SIZE_DOWN,
-                                        "fail_on", VIPS_FAIL_ON_TRUNCATED, nullptr);
-        if (failed != 0) {
-            vips_error_clear();
-            return std::nullopt;
-        }
-        image.reset(out);
+        // From a source, load options only reach the loader through the option string.
+        failed = hasProfile ? vips_thumbnail_source(src, &out, box, "height", box, "export_profile", "srgb",
+                                                    "option_string", "fail_on=truncated", nullptr)
+                            : vips_thumbnail_source(src, &out, box, "height", box, "option_string", "fail_on=truncated", nullptr);
     }
+    if (failed != 0 || !out) {
+        vips_error_clear();
+        return std::nullopt;
+    }
+    image.reset(out);
     if (!toSrgb8(image)) return std::nullopt;
-    return toQImage(std::move(image));
+    std::optional<QImage> result = toQImage(std::move(image));
+    if (cancelled && cancelled->load()) return std::nullopt;
+    return result;
 }
 
 QSize cappedSize(QSize size, int longestSide)
@@ -216,21 +329,24 @@ QSize cappedSize(QSize size, int longestSide)
             std::max(1, static_cast<int>(std::trunc(scale * size.height())))};
 }
 
-// For what libvips has no loader for (BMP, and whatever Qt's plugins add).
-std::optional<QImage> decodeWithQt(const QString& path, int longestSide)
+// For what libvips has no loader for (BMP, and whatever Qt's plugins add). Qt reads these whole,
+// so the declared size must fit the budget.
+std::optional<QImage> decodeWithQt(Files::ReadOnlyFile& source, int longestSide)
 {
-    QImageReader reader(path);
+    QFile file;
+    if (!source.openDevice(file)) return std::nullopt;
+    QImageReader reader(&file);
     reader.setAutoTransform(true);
     const QSize declared = reader.size();
-    if (declared.isValid()) {
-        if (declaresTooMuch(declared.width(), declared.height())) return std::nullopt;
-        const QSize target = cappedSize(declared, longestSide);
-        if (target != declared) reader.setScaledSize(target);
-    }
+    if (!declared.isValid() || declaresTooMuch(declared.width(), declared.height()) ||
+        qint64(declared.width()) * declared.height() * 4 + fixedBytes > decodeBudget)
+        return std::nullopt;
+    const QSize target = cappedSize(declared, longestSide);
+    if (target != declared) reader.setScaledSize(target);
     QImage image = reader.read();
     if (image.isNull()) return std::nullopt;
-    const QSize target = cappedSize(image.size(), longestSide);
-    if (target != image.size()) image = image.scaled(target, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    const QSize scaled = cappedSize(image.size(), longestSide);
+    if (scaled != image.size()) image = image.scaled(scaled, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
     if (image.colorSpace().isValid() && image.colorSpace() != QColorSpace(QColorSpace::SRgb))
         image.convertToColorSpace(QColorSpace(QColorSpace::SRgb));
     image.convertTo(image.hasAlphaChannel() ? QImage::Format_ARGB32 : QImage::Format_RGB32);
@@ -268,20 +384,18 @@ bool initialize()
     return started;
 }
 
-std::optional<QImage> decode(const QString& path, int longestSide)
+std::optional<QImage> decode(const QString& path, int longestSide, const std::atomic<bool>* cancelled)
 {
-    if (longestSide < 1 || path.isEmpty()) return std::nullopt;
-    if (!initialize()) return decodeWithQt(path, longestSide);
-    const QByteArray file = QFile::encodeName(path);
-    // A trailing "[...]" would be read by libvips as load options.
-    if (file.endsWith(']')) return std::nullopt;
-    const char* loader = vips_foreign_find_load(file.constData());
-    // The search still names the blocked ImageMagick loader; Qt reads those files instead.
-    if (!loader || vips_isprefix("VipsForeignLoadMagick", loader)) {
-        vips_error_clear();
-        return decodeWithQt(path, longestSide);
-    }
-    return decodeWithVips(file, loader, longestSide);
+    const auto stopped = [cancelled] { return cancelled && cancelled->load(); };
+    if (longestSide < 1 || stopped()) return std::nullopt;
+    std::optional<Files::ReadOnlyFile> file = Files::ReadOnlyFile::open(path);
+    if (!file || file->size() == 0) return std::nullopt;
+    if (!initialize()) return decodeWithQt(*file, longestSide);
+    bool notForVips = false;
+    std::optional<QImage> image = decodeWithVips(*file, cancelled, longestSide, notForVips);
+    // A cancelled read also leaves no loader: that is no reason to try Qt.
+    if (notForVips && !stopped()) return decodeWithQt(*file, longestSide);
+    return image;
 }
 
 } // namespace velora::ImageDecoder

@@ -1,14 +1,23 @@
 #include "storage.h"
 
+#include "files.h"
+
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QSaveFile>
 #include <QSet>
 #include <QStandardPaths>
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace velora {
 
@@ -61,19 +70,22 @@ template <typename Record, typename Decode>
 StateFiles::ReadResult readFile(const QString& path, QList<Record>& into, Decode decode)
 {
     Storage::prepare();
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        // A file that exists but can't be opened must not be overwritten blindly either.
-        if (QFileInfo::exists(path)) {
+    std::optional<Files::ReadOnlyFile> file = Files::ReadOnlyFile::open(path);
+    if (!file) {
+        // Something that exists but isn't a readable file must not be overwritten blindly either.
+        if (Files::kindOfEntry(path) != Files::Kind::missing) {
             unreadableFiles().insert(path);
             return StateFiles::ReadResult::unreadable;
         }
         return StateFiles::ReadResult::missing;
     }
-    auto decoded = decodeArray<Record>(file.readAll(), decode);
+    // Over the cap the file is never read, so no file, however large, can exhaust memory.
+    const std::optional<QByteArray> bytes = file->readAll(StateFiles::maxFileBytes);
+    std::optional<QList<Record>> decoded;
+    if (bytes) decoded = decodeArray<Record>(*bytes, decode);
     if (!decoded) {
-        qWarning("Velora couldn’t read %s and starts without it; a copy is kept before it is replaced.",
-                 qUtf8Printable(QFileInfo(path).fileName()));
+        qWarning("Velora couldn’t read %s%s and starts without it; a copy is kept before it is replaced.",
+                 qUtf8Printable(QFileInfo(path).fileName()), bytes ? "" : " (too large)");
         unreadableFiles().insert(path);
         return StateFiles::ReadResult::unreadable;
     }
@@ -82,38 +94,107 @@ StateFiles::ReadResult readFile(const QString& path, QList<Record>& into, Decode
     return StateFiles::ReadResult::loaded;
 }
 
-void keepUnreadable(const QString& path)
+QString errnoReason(int error)
 {
-    if (!unreadableFiles().contains(path)) return;
-    const QFileInfo info(path);
-    if (info.exists() && info.size() == 0) {
-        unreadableFiles().remove(path); // an empty file holds nothing worth keeping
-        return;
-    }
-    const QString stamp = QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyyMMdd-HHmmss"));
-    const QString copy = info.dir().filePath(info.completeBaseName() + QStringLiteral(".unreadable-") + stamp
-                                             + QStringLiteral(".json"));
-    if (!QFileInfo::exists(path) || QFile::copy(path, copy)) {
-        unreadableFiles().remove(path);
-        if (QFileInfo::exists(copy)) {
-            keptCopy() = copy;
-            qWarning("Velora couldn’t read %s; it was kept as %s.", qUtf8Printable(info.fileName()),
-                     qUtf8Printable(QFileInfo(copy).fileName()));
-        }
+    switch (error) {
+    case ENOSPC:
+#ifdef EDQUOT
+    case EDQUOT:
+#endif
+        return QStringLiteral("the disk is full.");
+    case EROFS: return QStringLiteral("the disk is read-only.");
+    case EACCES:
+    case EPERM: return QStringLiteral("Velora may not write in the library folder.");
+    default: return QString::fromLocal8Bit(std::strerror(error)) + QLatin1Char('.');
     }
 }
 
-bool writeAtomically(const QString& path, const QByteArray& bytes)
+// Keeps an unreadable file beside itself under a new name before it is replaced: a hard link
+// where the file system has them (instant, whatever the size), else a copy.
+bool keepUnreadable(const QString& path, const QString& target)
+{
+    if (!unreadableFiles().contains(path)) return true;
+    struct stat st {};
+    const QByteArray targetName = Files::encodeName(target);
+    if (::lstat(targetName.constData(), &st) != 0 || (S_ISREG(st.st_mode) && st.st_size == 0)) {
+        unreadableFiles().remove(path); // gone, or empty: nothing worth keeping
+        return true;
+    }
+    const QFileInfo info(target);
+    const QString stamp = QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyyMMdd-HHmmss"));
+    const QString copy = info.dir().filePath(info.completeBaseName() + QStringLiteral(".unreadable-") + stamp
+                                             + QStringLiteral(".json"));
+    if (::link(targetName.constData(), Files::encodeName(copy).constData()) != 0 && !QFile::copy(target, copy))
+        return false;
+    unreadableFiles().remove(path);
+    keptCopy() = copy;
+    qWarning("Velora couldn’t read %s; it was kept as %s.", qUtf8Printable(info.fileName()),
+             qUtf8Printable(QFileInfo(copy).fileName()));
+    return true;
+}
+
+bool fail(QString* reason, const QString& text)
+{
+    if (reason) *reason = text;
+    return false;
+}
+
+// Writes beside the file and renames over it once complete and on disk. The file is replaced
+// where it is, through a link only when the link stays inside the library folder; a link that
+// leaves it is replaced itself, so nothing outside the folder is ever written.
+bool writeAtomically(const QString& path, const QByteArray& bytes, QString* reason)
 {
     Storage::prepare();
-    keepUnreadable(path);
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly)) return false;
-    if (file.write(bytes) != bytes.size()) {
-        file.cancelWriting();
-        return false;
+    const QString name = QFileInfo(path).fileName();
+    char resolved[PATH_MAX];
+    if (!::realpath(Files::encodeName(QFileInfo(path).path()).constData(), resolved))
+        return fail(reason, QStringLiteral("the library folder can’t be created."));
+    const QString folder = Files::decodeName(resolved);
+    QString target = folder + QLatin1Char('/') + name;
+    struct stat st {};
+    if (::lstat(Files::encodeName(target).constData(), &st) == 0 && S_ISLNK(st.st_mode)) {
+        if (::realpath(Files::encodeName(target).constData(), resolved)) {
+            const QString inside = Files::decodeName(resolved);
+            if (inside.startsWith(folder + QLatin1Char('/')) && Files::kindOfEntry(inside) == Files::Kind::file)
+                target = inside;
+        }
     }
-    return file.commit();
+    const QByteArray targetName = Files::encodeName(target);
+    if (::lstat(targetName.constData(), &st) == 0) {
+        if (S_ISDIR(st.st_mode)) return fail(reason, name + QStringLiteral(" is a folder, not a file."));
+        if (S_ISREG(st.st_mode) && !(st.st_mode & S_IWUSR)) return fail(reason, name + QStringLiteral(" is read-only."));
+    }
+    if (!keepUnreadable(path, target))
+        return fail(reason, QStringLiteral("a copy of the unreadable ") + name + QStringLiteral(" couldn’t be kept."));
+
+    const qsizetype slash = target.lastIndexOf(QLatin1Char('/'));
+    const QByteArray part = Files::encodeName(target.left(slash + 1) + QLatin1Char('.') + target.mid(slash + 1) +
+                                              QStringLiteral(".part"));
+    const mode_t mode = S_ISREG(st.st_mode) ? (st.st_mode & 07777) : 0644;
+    int fd = ::open(part.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, mode);
+    if (fd < 0 && errno == ELOOP) { // a planted link is not followed, but removed
+        ::unlink(part.constData());
+        fd = ::open(part.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, mode);
+    }
+    if (fd < 0) return fail(reason, errnoReason(errno));
+    qsizetype done = 0;
+    errno = 0;
+    while (done < bytes.size()) {
+        const ssize_t n = ::write(fd, bytes.constData() + done, size_t(bytes.size() - done));
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) break;
+        done += n;
+    }
+    const int writeError = done == bytes.size() ? 0 : (errno ? errno : EIO);
+    const bool synced = writeError == 0 && ::fsync(fd) == 0;
+    const int syncError = errno;
+    ::close(fd);
+    if (!synced || ::rename(part.constData(), targetName.constData()) != 0) {
+        const int error = writeError ? writeError : (!synced ? syncError : errno);
+        ::unlink(part.constData());
+        return fail(reason, errnoReason(error));
+    }
+    return true;
 }
 } // namespace
 
@@ -175,14 +256,14 @@ StateFiles::ReadResult StateFiles::readPieces(QList<Piece>& pieces)
     return readFile<Piece>(Storage::piecesFile(), pieces, &Json::decodePiece);
 }
 
-bool StateFiles::writePhotos(const QList<Photo>& photos)
+bool StateFiles::writePhotos(const QList<Photo>& photos, QString* reason)
 {
-    return writeAtomically(Storage::libraryFile(), encode(photos));
+    return writeAtomically(Storage::libraryFile(), encode(photos), reason);
 }
 
-bool StateFiles::writePieces(const QList<Piece>& pieces)
+bool StateFiles::writePieces(const QList<Piece>& pieces, QString* reason)
 {
-    return writeAtomically(Storage::piecesFile(), encode(pieces));
+    return writeAtomically(Storage::piecesFile(), encode(pieces), reason);
 }
 
 QString StateFiles::lastKeptCopy() { return keptCopy(); }

@@ -42,14 +42,22 @@ std::optional<QList<Piece>> decodePieces(const QByteArray& bytes);
 
 enum class ReadResult { loaded, missing, unreadable };
 
-// The collection is replaced only when the file decodes; otherwise it is left as it was.
+// A state file larger than this is unreadable without being read: 100 000 pieces take about a
+// third of it.
+inline constexpr qint64 maxFileBytes = qint64(128) << 20;
+
+// The collection is replaced only when the file decodes; otherwise it is left as it was. Only a
+// regular file (after links) is read.
 ReadResult readPhotos(QList<Photo>& photos);
 ReadResult readPieces(QList<Piece>& pieces);
 
-// Atomic writes. A file that could not be read at load time is copied aside once
-// ("<name>.unreadable-<time>.json") before it is replaced, so nothing the user had is lost.
-bool writePhotos(const QList<Photo>& photos);
-bool writePieces(const QList<Piece>& pieces);
+// Atomic writes: a ".<name>.part" beside the file, flushed, then renamed over it. A file that
+// could not be read at load time is kept aside once ("<name>.unreadable-<time>.json") before it is
+// replaced, so nothing the user had is lost. A read-only file or a folder in its place is left as
+// it is. A link is written through only when it stays inside the library folder; one that leaves
+// it is replaced by the file. On failure, `reason` gets a short sentence for the user.
+bool writePhotos(const QList<Photo>& photos, QString* reason = nullptr);
+bool writePieces(const QList<Piece>& pieces, QString* reason = nullptr);
 
 // Where an unreadable file was kept, if it was (for a message).
 QString lastKeptCopy();

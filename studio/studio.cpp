@@ -466,9 +466,14 @@ void Studio::updatePhoto(const QUuid& id, const std::function<void(Photo&)>& cha
 
 void Studio::load()
 {
-    StateFiles::readPhotos(m_photos);
+    const StateFiles::ReadResult photosRead = StateFiles::readPhotos(m_photos);
     StateFiles::readPieces(m_pieces);
+    // Copies stored by an interrupted import come back, unless the library file is damaged and
+    // their records may be in it.
+    const QList<Photo> adopted = ImageStore::recover(m_photos, photosRead != StateFiles::ReadResult::unreadable);
+    m_photos.append(adopted);
     m_loaded = true;
+    if (!adopted.isEmpty()) scheduleSave();
     emit photosReset();
     emit piecesReset();
     emit photosChanged();
@@ -479,14 +484,40 @@ void Studio::load()
 
 void Studio::scheduleSave() { m_saveTimer.start(); }
 
-bool Studio::savePending() const { return m_saveTimer.isActive(); }
+bool Studio::savePending() const { return m_saveTimer.isActive() || m_retryTimer.isActive(); }
 
 void Studio::saveNow()
 {
     m_saveTimer.stop();
     Storage::prepare();
-    StateFiles::writePhotos(m_photos);
-    StateFiles::writePieces(m_pieces);
+    QString photosReason, piecesReason;
+    const bool photosSaved = StateFiles::writePhotos(m_photos, &photosReason);
+    const bool piecesSaved = StateFiles::writePieces(m_pieces, &piecesReason);
+    recordSave(photosSaved ? (piecesSaved ? std::nullopt : std::optional(piecesReason)) : std::optional(photosReason));
+}
+
+void Studio::recordSave(const std::optional<QString>& reason)
+{
+    m_retryTimer.stop();
+    const std::optional<QString> before = m_saveError;
+    if (reason) {
+        if (m_saveFailures == 0) {
+            m_retryTimer.setSingleShot(true);
+            m_retryTimer.callOnTimeout(this, &Studio::saveNow, Qt::UniqueConnection);
+        }
+        m_retryTimer.start(std::min(60'000, 1000 << std::min(m_saveFailures, 6)));
+        ++m_saveFailures;
+        m_saveReason = *reason;
+        m_saveError = QStringLiteral("Couldn’t save your library: ") + *reason;
+    } else {
+        m_saveFailures = 0;
+        m_saveReason.clear();
+        m_saveError.reset();
+    }
+    if (m_saveError != before) {
+        emit saveErrorChanged();
+        emitChanged();
+    }
 }
 
 void Studio::startRotationTimer() { m_rotationTimer.start(); }

@@ -15,11 +15,14 @@
 #include <QUuid>
 
 #include <functional>
+#include <memory>
 #include <optional>
 
 namespace velora {
 
 class Studio;
+struct ImportRun;
+struct ImportRuns;
 
 // Two-way access to one piece for editors: reads the current piece (or, once it is gone, the piece
 // as it was when the accessor was made), writes through Studio::update. Holds the studio weakly.
@@ -139,6 +142,13 @@ public:
     qint64 now() const;
     std::optional<qint64> lastRotation(const QUuid& id) const;
 
+    // "Couldn’t save your library: " and the reason, while the last save failed. The state stays in
+    // memory and the save is tried again after 1, 2, 4 … up to 60 seconds, and after every change,
+    // until one succeeds; then it is absent again.
+    std::optional<QString> saveError() const { return m_saveError; }
+    // The way out: cancels running imports, records the photos they stored already, saves.
+    void shutDown();
+
 signals:
     // Every change of any published field.
     void changed();
@@ -170,6 +180,7 @@ signals:
     void allHiddenChanged(bool hidden);
     // A slideshow step: views crossfade to the new tick (1.4 s, ease-in-out).
     void advanced(const QUuid& id);
+    void saveErrorChanged();
 
 private:
     void emitChanged();
@@ -204,6 +215,15 @@ private:
     bool m_loaded = false;
     Clock m_clock;
     FileChooser m_fileChooser;
+
+    void finishImport(const std::shared_ptr<ImportRun>& run);
+    void refreshImportProgress();
+    void recordSave(const std::optional<QString>& reason);
+    std::shared_ptr<ImportRuns> m_imports;
+    std::optional<QString> m_saveError;
+    QString m_saveReason;
+    int m_saveFailures = 0;
+    QTimer m_retryTimer;
 };
 
 } // namespace velora

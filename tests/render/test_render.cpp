@@ -14,6 +14,8 @@
 #include <cmath>
 #include <limits>
 
+#include <sys/stat.h>
+
 using namespace velora;
 using namespace velora::testing;
 
@@ -370,6 +372,7 @@ private slots:
         QTest::newRow("both-missing-full") << QString() << false << false << QSize() << 0;
         QTest::newRow("both-missing-thumb") << QString() << false << true << QSize() << 0;
         QTest::newRow("unreadable-full") << QStringLiteral("garbage") << false << false << QSize() << 0;
+        QTest::newRow("fifo-full-never-blocks") << QStringLiteral("fifo") << true << false << QSize(16, 12) << 1;
     }
 
     void imageCacheLoads()
@@ -382,6 +385,7 @@ private slots:
         ImageCache::shared().clear();
         const Photo p = solidPhoto(QLatin1String(QTest::currentDataTag()), {40, 30}, {}, {});
         if (full == QLatin1String("image")) QVERIFY(writeImage(*Storage::photoPath(p.fileName), {40, 30}, Qt::blue));
+        if (full == QLatin1String("fifo")) QCOMPARE(::mkfifo(QFile::encodeName(*Storage::photoPath(p.fileName)).constData(), 0600), 0);
         QFile garbage(*Storage::photoPath(p.fileName));
         if (full == QLatin1String("garbage"))
             QVERIFY(garbage.open(QIODevice::WriteOnly) && garbage.write("not a jpeg at all") > 0 && garbage.flush());
@@ -396,18 +400,32 @@ private slots:
         }
     }
 
-    void imageCacheHoldsAtMostThreeHundred()
+    // At most 300 images, and at most the byte limit of decoded pixels, the newest kept.
+    void imageCacheLimits()
     {
-        ImageCache::shared().clear();
+        ImageCache& cache = ImageCache::shared();
+        cache.clear();
+        QCOMPARE(cache.byteLimit(), qsizetype(256) << 20);
         const QString path = *Storage::photoPath(QStringLiteral("one.jpg"));
-        QVERIFY(writeImage(path, {2, 2}, Qt::green));
-        for (int i = 0; i < 301; ++i) {
+        QVERIFY(writeImage(path, {40, 30}, Qt::green)); // 4800 bytes decoded
+        const auto photo = [&](int i) {
             Photo p;
             p.fileName = p.thumbName = QStringLiteral("img-%1.jpg").arg(i);
-            QVERIFY(QFile::copy(path, *Storage::photoPath(p.fileName)));
-            QVERIFY(ImageCache::shared().image(p, true));
-        }
-        QCOMPARE(ImageCache::shared().count(), ImageCache::limit);
+            if (!QFileInfo::exists(*Storage::photoPath(p.fileName))) QFile::copy(path, *Storage::photoPath(p.fileName));
+            return p;
+        };
+        for (int i = 0; i < 301; ++i) QVERIFY(cache.image(photo(i), true));
+        QCOMPARE(cache.count(), ImageCache::limit);
+        QCOMPARE(cache.bytes(), qsizetype(ImageCache::limit) * 4800);
+
+        cache.setByteLimit(10000);
+        QCOMPARE(cache.count(), 2);
+        QCOMPARE(cache.bytes(), 9600);
+        QVERIFY(cache.image(photo(0), true));
+        QCOMPARE(cache.count(), 2);
+        cache.setByteLimit(1000); // alone over the limit, the newest still stays
+        QCOMPARE(cache.count(), 1);
+        cache.setByteLimit(ImageCache::defaultByteLimit);
     }
 
     void imageCacheNeverReadsHostileNames()

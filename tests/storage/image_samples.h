@@ -38,13 +38,16 @@ using testing::writeBytes;
 inline bool isLeftTint(QRgb c) { return qRed(c) > 150 && qBlue(c) < 90; }
 inline bool isRightTint(QRgb c) { return qBlue(c) > 150 && qRed(c) < 90; }
 
-inline QByteArray encode(const QImage& image, const char* format, int quality = 90)
+// `text`: key/value pairs written as the format's comments (JPEG COM markers).
+inline QByteArray encode(const QImage& image, const char* format, int quality = 90,
+                         const QList<std::pair<QString, QString>>& text = {})
 {
     QByteArray bytes;
     QBuffer buffer(&bytes);
     buffer.open(QIODevice::WriteOnly);
     QImageWriter writer(&buffer, format);
     writer.setQuality(quality);
+    for (const auto& [key, value] : text) writer.setText(key, value);
     writer.write(image);
     return bytes;
 }

@@ -1,3 +1,5 @@
+#include "child_process.h"
+#include "files.h"
 #include "image_decoder.h"
 #include "image_samples.h"
 #include "image_store.h"
@@ -13,6 +15,7 @@
 #include <QTemporaryDir>
 
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #pragma push_macro("signals")
@@ -21,6 +24,7 @@
 #pragma pop_macro("signals")
 
 using namespace velora;
+using velora::testing::ChildProcess;
 
 namespace {
 
@@ -123,8 +127,9 @@ private slots:
         QVERIFY(photo->added.sinceReference >= before - 0.001);
         QVERIFY(photo->added.sinceReference <= Timestamp::now().sinceReference + 0.001);
 
-        // Exactly the encoder at 90 and 82.
-        QCOMPARE(samples::readBytes(*Storage::photoPath(photo->fileName)), samples::encode(image, "jpeg", 90));
+        // Exactly the encoder at 90 and 82, the copy naming its title and original.
+        QCOMPARE(samples::readBytes(*Storage::photoPath(photo->fileName)),
+                 samples::encode(image, "jpeg", 90, {{"VeloraOriginal", "/home/u/Beach.png"}, {"VeloraTitle", "Beach"}}));
         QCOMPARE(sizeOnDisk(*Storage::photoPath(photo->thumbName)), QSize(640, 320));
         QCOMPARE(samples::readBytes(*Storage::photoPath(photo->thumbName)),
                  samples::encode(*ImageStore::downscale(image, 640), "jpeg", 82));
@@ -260,6 +265,74 @@ private slots:
         ImageStore::remove(hostile);
         QVERIFY(QFileInfo::exists(victim) && QFileInfo::exists(state) && QFileInfo::exists(Storage::photosDir()));
     }
+
+    // After an interrupted run: unfinished files go; copies no record names come back with their
+    // title and origin (a missing thumbnail made again); what doesn't decode, or isn't ours, is
+    // removed or left alone as it should be. With a damaged library file only the unfinished go.
+    void recoverAfterAnInterruption()
+    {
+        const QString photos = Storage::photosDir();
+        const auto name = [&](const QString& n) { return QDir(photos).filePath(n); };
+        const auto recorded = ImageStore::store(samples::picture(90, 60), "Kept", QString("/p/kept.jpg"), std::nullopt);
+        const auto orphan = ImageStore::store(samples::picture(300, 200), "Lost record", QString("/p/lost.jpg"), std::nullopt);
+        const auto bare = ImageStore::store(samples::picture(120, 80), "", std::nullopt, std::nullopt);
+        QVERIFY(recorded && orphan && bare);
+        QVERIFY(QFile::remove(name(bare->thumbName)));
+        const QString garbage = uuidText(QUuid::createUuid());
+        QVERIFY(samples::writeBytes(name(garbage + ".jpg"), "half a jpeg"));
+        const QString fifo = uuidText(QUuid::createUuid());
+        QCOMPARE(::mkfifo(QFile::encodeName(name(fifo + ".jpg")).constData(), 0600), 0);
+        const QString stray = uuidText(QUuid::createUuid()) + "-s.jpg";
+        QVERIFY(samples::writeBytes(name(stray), samples::encode(samples::picture(10, 10), "jpeg")));
+        for (const QString& other : {QString(".A.jpg.part"), QString("notes.txt"), QString("a.jpg"), garbage.toLower() + ".jpg"})
+            QVERIFY(samples::writeBytes(name(other), "x"));
+
+        // A damaged library file: only the unfinished file goes.
+        const QStringList all = QDir(photos).entryList(QDir::Files | QDir::Hidden | QDir::System, QDir::Name);
+        QVERIFY(ImageStore::recover({*recorded}, false).isEmpty());
+        QStringList expected = all;
+        expected.removeOne(".A.jpg.part");
+        QCOMPARE(QDir(photos).entryList(QDir::Files | QDir::Hidden | QDir::System, QDir::Name), expected);
+
+        QList<Photo> adopted = ImageStore::recover({*recorded}, true);
+        std::sort(adopted.begin(), adopted.end(), [](const Photo& a, const Photo& b) { return a.pixelWidth < b.pixelWidth; });
+        QCOMPARE(adopted.size(), 2);
+        Photo lost = *orphan;
+        lost.added = adopted[1].added; // the file's time, not the record's
+        QCOMPARE(adopted[1], lost);
+        QCOMPARE(adopted[0].id, bare->id);
+        QCOMPARE(adopted[0].title, QString());
+        QCOMPARE(adopted[0].originalPath, std::nullopt);
+        QCOMPARE(QImageReader(name(bare->thumbName)).size(), QSize(120, 80));
+        QStringList left = QDir(photos).entryList(QDir::Files | QDir::Hidden | QDir::System, QDir::Name);
+        QStringList want{recorded->fileName, recorded->thumbName, orphan->fileName, orphan->thumbName, bare->fileName,
+                         bare->thumbName, "notes.txt", "a.jpg", garbage.toLower() + ".jpg"};
+        want.sort();
+        QCOMPARE(left, want);
+        QVERIFY(ImageStore::recover({*recorded, adopted[0], adopted[1]}, true).isEmpty());
+    }
+
+    // Names are kept byte for byte; only what is shown gets replacement characters.
+    void namesKeepTheirBytes_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QString>("shown");
+        QTest::newRow("ascii") << QByteArray("IMG_1.jpg") << "IMG_1.jpg";
+        QTest::newRow("utf-8") << QByteArray("caf\xc3\xa9 \xf0\x9f\x8c\x8a.jpg") << QString::fromUtf8("caf\xc3\xa9 \xf0\x9f\x8c\x8a.jpg");
+        QTest::newRow("latin-1") << QByteArray("caf\xe9.jpg") << QStringLiteral("caf\uFFFD.jpg");
+        QTest::newRow("overlong slash") << QByteArray("a\xc0\xaf.jpg") << QStringLiteral("a\uFFFD\uFFFD.jpg");
+        QTest::newRow("encoded surrogate") << QByteArray("\xed\xa0\x80.jpg") << QStringLiteral("\uFFFD\uFFFD\uFFFD.jpg");
+        QTest::newRow("cut short") << QByteArray("x\xe2\x82") << QStringLiteral("x\uFFFD\uFFFD");
+        QTest::newRow("past U+10FFFF") << QByteArray("\xf5\x80\x80\x80") << QStringLiteral("\uFFFD\uFFFD\uFFFD\uFFFD");
+    }
+    void namesKeepTheirBytes()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(QString, shown);
+        const QString name = Files::decodeName(bytes);
+        QCOMPARE(Files::encodeName(name), bytes);
+        QCOMPARE(Files::displayName(name), shown);
+    }
 };
 
 class TestImageDecoder : public QObject {
@@ -362,6 +435,42 @@ private slots:
         QVERIFY(!ImageDecoder::decode(QString()));
         QVERIFY(!ImageDecoder::decode(file("text.jpg[shrink=2]")));
         QVERIFY(!ImageDecoder::decode(file("cut.png"), 0));
+    }
+
+    // Links to regular files are followed (FIFOs, devices and folders are refused: see the import
+    // tests); a cancelled decode gives nothing.
+    void linksFollowedAndCancelHonoured()
+    {
+        QVERIFY(samples::writeBytes(file("real.jpg"), samples::encode(samples::picture(30, 20), "jpeg")));
+        QVERIFY(QFile::link(file("real.jpg"), file("link.jpg")));
+        QCOMPARE(ImageDecoder::decode(file("link.jpg"))->size(), QSize(30, 20));
+        std::atomic<bool> cancelled{true};
+        QVERIFY(!ImageDecoder::decode(file("real.jpg"), ImageDecoder::maxPixel, &cancelled));
+    }
+
+    // An interlaced PNG is decoded whole: just under the budget it decodes with a peak under
+    // 400 MB (measured in a process of its own); a larger one is refused from its header.
+    void interlacedPngNearTheLimit()
+    {
+        VipsImage* black = nullptr;
+        QCOMPARE(vips_black(&black, 9000, 9000, "bands", 3, nullptr), 0); // 243 MB decoded
+        VipsImage* grey = nullptr;
+        QCOMPARE(vips_linear1(black, &grey, 1.0, 120.0, "uchar", TRUE, nullptr), 0);
+        g_object_unref(black);
+        const int saved = vips_pngsave(grey, QFile::encodeName(file("interlaced.png")).constData(), "interlace", TRUE,
+                                       "compression", 1, nullptr);
+        g_object_unref(grey);
+        QCOMPARE(saved, 0);
+        ChildProcess child({"decode", file("interlaced.png")});
+        QVERIFY(child.output(60000).startsWith("2400x2400\n"));
+        const long peakMb = child.reportedPeakKb() / 1024;
+        QVERIFY(peakMb > 0);
+        qInfo("interlaced 9000x9000 PNG: peak %ld MB", peakMb);
+        QVERIFY2(peakMb < 400, qPrintable(QString::number(peakMb)));
+
+        QByteArray larger = samples::pngDeclaring(10000, 10000);
+        larger[8 + 8 + 12] = 1; // IHDR interlace method: Adam7
+        QVERIFY(!decoded("larger.png", larger));
     }
 
     void decompressionBombsStayBounded()

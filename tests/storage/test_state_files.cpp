@@ -7,6 +7,8 @@
 
 #include <cmath>
 
+#include <sys/resource.h>
+
 using namespace velora;
 using namespace velora::testing;
 
@@ -153,6 +155,92 @@ private slots:
         // Only once: the following saves replace the now-valid file without further copies.
         QVERIFY(StateFiles::writePieces({}));
         QCOMPARE(copies().size(), 1);
+    }
+
+    // What a save must never do: write a read-only file, replace a folder, or write through a link
+    // to a file outside the library. Each is left exactly as it was (the link is replaced, its
+    // target untouched), with a reason where the save fails.
+    void writesThatMustNotHappen_data()
+    {
+        QTest::addColumn<QString>("obstacle");
+        QTest::addColumn<QString>("reason"); // empty: the save succeeds
+        QTest::newRow("read-only file") << "read-only" << "library.json is read-only.";
+        QTest::newRow("folder in its place") << "folder" << "library.json is a folder, not a file.";
+        QTest::newRow("link leaving the library") << "outside link" << "";
+    }
+    void writesThatMustNotHappen()
+    {
+        QFETCH(QString, obstacle);
+        QFETCH(QString, reason);
+        Storage::prepare();
+        const QString library = Storage::libraryFile();
+        const QString decoy = QDir(dir.path()).filePath("decoy.json");
+        const QByteArray decoyBytes = StateFiles::encode(QList<Photo>{makePhoto(10, 10, "Outside")});
+        QVERIFY(writeBytes(decoy, decoyBytes));
+        if (obstacle == "read-only") {
+            QVERIFY(writeBytes(library, "[]"));
+            QVERIFY(QFile::setPermissions(library, QFileDevice::ReadOwner));
+        } else if (obstacle == "folder") {
+            QVERIFY(QDir().mkpath(library + "/inside"));
+        } else {
+            QVERIFY(QFile::link(decoy, library));
+        }
+        QList<Photo> photos;
+        QVERIFY(StateFiles::readPhotos(photos) != StateFiles::ReadResult::missing);
+        const QList<Photo> mine{makePhoto(20, 20, "Mine")};
+        QString why;
+        QCOMPARE(StateFiles::writePhotos(mine, &why), reason.isEmpty());
+        QCOMPARE(why, reason);
+        QCOMPARE(readBytes(decoy), decoyBytes);
+        if (obstacle == "read-only") QCOMPARE(readBytes(library), QByteArray("[]"));
+        if (obstacle == "folder") QVERIFY(QFileInfo(library + "/inside").isDir());
+        if (obstacle == "outside link") {
+            QVERIFY(!QFileInfo(library).isSymLink());
+            QCOMPARE(StateFiles::readPhotos(photos), StateFiles::ReadResult::loaded);
+            QCOMPARE(photos, mine);
+        }
+        QFile::setPermissions(library, QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+    }
+
+    // Links that stay inside the library are written through, and the root itself may be a link
+    // to another disk.
+    void linksInsideTheLibraryAreWrittenThrough()
+    {
+        const QString elsewhere = QDir(dir.path()).filePath("other-disk/Velora");
+        QVERIFY(QDir().mkpath(elsewhere));
+        QVERIFY(QFile::link(elsewhere, Storage::root()));
+        Storage::prepare();
+        QVERIFY(writeBytes(Storage::root() + "/kept.json", "[]"));
+        QVERIFY(QFile::link("kept.json", Storage::piecesFile()));
+        QVERIFY(StateFiles::writePieces({Piece::make("Through", {})}));
+        QVERIFY(StateFiles::writePhotos({}));
+        QVERIFY(QFileInfo(Storage::piecesFile()).isSymLink());
+        QList<Piece> pieces;
+        QCOMPARE(StateFiles::readPieces(pieces), StateFiles::ReadResult::loaded);
+        QCOMPARE(pieces[0].name, QString("Through"));
+        QVERIFY(readBytes(elsewhere + "/kept.json").contains("Through"));
+        QVERIFY(QFileInfo(elsewhere + "/library.json").isFile());
+        QVERIFY(QFileInfo(Storage::root()).isSymLink());
+    }
+
+    // A huge file is unreadable without being read, and kept aside whole before it is replaced.
+    void hugeFileIsNeverLoaded()
+    {
+        Storage::prepare();
+        QFile huge(Storage::piecesFile());
+        QVERIFY(huge.open(QIODevice::WriteOnly) && huge.resize(qint64(200) << 20)); // sparse: no disk needed
+        huge.close();
+        rusage before{};
+        getrusage(RUSAGE_SELF, &before);
+        QList<Piece> pieces{Piece::make("Kept in memory", {})};
+        QCOMPARE(StateFiles::readPieces(pieces), StateFiles::ReadResult::unreadable);
+        rusage after{};
+        getrusage(RUSAGE_SELF, &after);
+        QVERIFY2(after.ru_maxrss - before.ru_maxrss < 20 * 1024, qPrintable(QString::number(after.ru_maxrss - before.ru_maxrss)));
+        QCOMPARE(pieces.size(), 1);
+        QVERIFY(StateFiles::writePieces(pieces));
+        QCOMPARE(QFileInfo(StateFiles::lastKeptCopy()).size(), qint64(200) << 20);
+        QCOMPARE(StateFiles::readPieces(pieces), StateFiles::ReadResult::loaded);
     }
 };
 
