@@ -61,8 +61,8 @@ public:
 
     bool mergeWith(const QUndoCommand* other) override
     {
-        const auto* next = static_cast<const Step*>(other);
-        if (next->m_generation != m_generation || m_changes.size() != 1 || next->m_changes.size() != 1) return false;
+        const auto* next = dynamic_cast<const Step*>(other);
+        if (!next || next->m_generation != m_generation || m_changes.size() != 1 || next->m_changes.size() != 1) return false;
         Change& mine = m_changes.front();
         const Change& theirs = next->m_changes.front();
         if (mine.id != theirs.id || !mine.before || !mine.after || !theirs.after || m_hiddenAfter || next->m_hiddenAfter)
@@ -119,6 +119,52 @@ private:
     QList<Change> m_changes;
     std::optional<bool> m_hiddenBefore;
     std::optional<bool> m_hiddenAfter;
+    int m_key;
+    int m_generation;
+    bool m_firstRedo = true;
+};
+
+// One library record before and after.
+class PhotoStep : public QUndoCommand {
+public:
+    PhotoStep(Studio& studio, const QString& text, Photo before, Photo after, int mergeKey, int generation)
+        : QUndoCommand(text)
+        , m_studio(studio)
+        , m_before(std::move(before))
+        , m_after(std::move(after))
+        , m_key(mergeKey)
+        , m_generation(generation)
+    {
+    }
+
+    int id() const override { return m_key == 0 ? -1 : m_key; }
+
+    bool mergeWith(const QUndoCommand* other) override
+    {
+        const auto* next = dynamic_cast<const PhotoStep*>(other);
+        if (!next || next->m_generation != m_generation || next->m_before.id != m_before.id) return false;
+        m_after = next->m_after;
+        setObsolete(m_before == m_after);
+        return true;
+    }
+
+    void undo() override { put(m_before); }
+
+    void redo() override
+    {
+        if (m_firstRedo) {
+            m_firstRedo = false;
+            return;
+        }
+        put(m_after);
+    }
+
+private:
+    void put(const Photo& photo) { m_studio.updatePhoto(photo.id, [&photo](Photo& p) { p = photo; }); }
+
+    Studio& m_studio;
+    Photo m_before;
+    Photo m_after;
     int m_key;
     int m_generation;
     bool m_firstRedo = true;
@@ -192,6 +238,17 @@ void Edits::duplicate(const QUuid& id)
 void Edits::deletePiece(const QUuid& id)
 {
     record(tr("Delete Piece"), [&] { m_studio.deletePiece(id); });
+}
+
+void Edits::updatePhoto(const QUuid& id, const QString& text, const std::function<void(Photo&)>& change, int mergeKey)
+{
+    const Photo* photo = m_studio.photo(id);
+    if (!photo) return;
+    const Photo before = *photo;
+    m_studio.updatePhoto(id, change);
+    const Photo* now = m_studio.photo(id);
+    if (!now || *now == before) return;
+    m_stack.push(new PhotoStep(m_studio, text, before, *now, mergeKey, m_generation));
 }
 
 } // namespace velora

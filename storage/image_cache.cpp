@@ -3,6 +3,7 @@
 #include "lru_cache.h"
 #include "storage.h"
 
+#include <QHash>
 #include <QImageReader>
 #include <QMutex>
 #include <QMutexLocker>
@@ -12,10 +13,12 @@ namespace velora {
 struct ImageCache::Impl {
     mutable QMutex mutex;
     LruCache<QString, QImage> images{ImageCache::limit};
+    QHash<QString, QImage> kept;
 
     std::optional<QImage> find(const QString& key)
     {
         QMutexLocker lock(&mutex);
+        if (const auto it = kept.constFind(key); it != kept.cend()) return *it;
         return images.get(key);
     }
 
@@ -63,6 +66,12 @@ std::optional<QImage> ImageCache::image(const Photo& photo, bool small)
     }
     if (small) return std::nullopt;
     return image(photo, true);
+}
+
+void ImageCache::keep(const QString& key, const QImage& image)
+{
+    QMutexLocker lock(&d->mutex);
+    d->kept.insert(key, image);
 }
 
 int ImageCache::count() const
