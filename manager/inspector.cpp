@@ -115,23 +115,11 @@ protected:
         QPainter p(this);
         p.setRenderHint(QPainter::Antialiasing);
         const QPalette& pal = palette();
-        const QRectF r = QRectF(rect()).adjusted(1, 1, -1, -1);
-        QPainterPath card;
-        card.addRoundedRect(r, 8, 8);
-        p.fillPath(card, Theme::card(pal));
-        if (isChecked()) {
-            QColor tint = Theme::brandStart();
-            tint.setAlphaF(0.10f);
-            p.fillPath(card, tint);
-            p.setPen(QPen(QBrush(Theme::brand(r)), 2));
-        } else {
-            p.setPen(QPen(underMouse() ? Theme::secondary(pal, 0.3) : Theme::cardBorder(pal), 1));
-        }
-        p.drawPath(card);
-        if (hasFocus()) {
-            p.setPen(QPen(pal.color(QPalette::Highlight), 1.5, Qt::DashLine));
-            p.drawRoundedRect(r.adjusted(3, 3, -3, -3), 6, 6);
-        }
+        QColor tint = Theme::brandStart();
+        tint.setAlphaF(0.10f);
+        Theme::paintCard(p, QRectF(rect()).adjusted(1, 1, -1, -1), pal,
+                         {.radius = 8, .marked = isChecked(), .hover = underMouse(), .focus = hasFocus(), .markWidth = 2,
+                          .tint = isChecked() ? tint : QColor()});
         const QIcon::Mode mode = isEnabled() ? QIcon::Normal : QIcon::Disabled;
         p.setPen(isEnabled() ? pal.color(QPalette::WindowText) : Theme::secondary(pal, 0.4));
         if (icon().isNull()) {
@@ -277,6 +265,21 @@ void PieceEditor::build()
     column->setContentsMargins(padding, 12, padding, padding);
     column->setSpacing(12);
     const auto body = [](QWidget* section) { return static_cast<QVBoxLayout*>(section->layout()); };
+    // One tile per case, three a row, each numbered in its group by the case.
+    const auto tiles = [this](const auto& cases, const QString& prefix, QWidget* parent, QButtonGroup*& group) {
+        auto* grid = new QGridLayout;
+        grid->setSpacing(6);
+        group = new QButtonGroup(this);
+        for (const auto c : cases) {
+            auto* tile = new ChoiceTile(Icons::icon(Icons::glyph(c)), Texts::title(c), parent);
+            tile->setObjectName(prefix + qRawValue(c));
+            tile->setToolTip(Texts::blurb(c));
+            const int i = static_cast<int>(c);
+            group->addButton(tile, i);
+            grid->addWidget(tile, i / 3, i % 3);
+        }
+        return grid;
+    };
 
     // Header: name, the two pills, what a drag or a click does.
     m_name = new QLineEdit(this);
@@ -332,17 +335,7 @@ void PieceEditor::build()
 
     // Layout.
     QWidget* layouts = section(tr("Layout"), this);
-    auto* layoutGrid = new QGridLayout;
-    layoutGrid->setSpacing(6);
-    m_layouts = new QButtonGroup(this);
-    for (const CollageLayout l : allCollageLayouts) {
-        auto* tile = new ChoiceTile(Icons::icon(Icons::glyph(l)), Texts::title(l), layouts);
-        tile->setObjectName(QStringLiteral("layout-") + qRawValue(l));
-        tile->setToolTip(Texts::blurb(l));
-        const int i = static_cast<int>(l);
-        m_layouts->addButton(tile, i);
-        layoutGrid->addWidget(tile, i / 3, i % 3);
-    }
+    QGridLayout* layoutGrid = tiles(allCollageLayouts, QStringLiteral("layout-"), layouts, m_layouts);
     body(layouts)->addLayout(layoutGrid);
     m_direction = new QWidget(layouts);
     auto* direction = new QHBoxLayout(m_direction);
@@ -371,17 +364,7 @@ void PieceEditor::build()
 
     // Frame.
     QWidget* frames = section(tr("Frame"), this);
-    auto* frameGrid = new QGridLayout;
-    frameGrid->setSpacing(6);
-    m_frames = new QButtonGroup(this);
-    for (const FrameStyle f : allFrameStyles) {
-        auto* tile = new ChoiceTile(Icons::icon(Icons::glyph(f)), Texts::title(f), frames);
-        tile->setObjectName(QStringLiteral("frame-") + qRawValue(f));
-        tile->setToolTip(Texts::blurb(f));
-        const int i = static_cast<int>(f);
-        m_frames->addButton(tile, i);
-        frameGrid->addWidget(tile, i / 3, i % 3);
-    }
+    QGridLayout* frameGrid = tiles(allFrameStyles, QStringLiteral("frame-"), frames, m_frames);
     body(frames)->addLayout(frameGrid);
     m_frameNote = note(tr("In a stack, each photo gets its own frame."), frames, QStringLiteral("frameNote"));
     body(frames)->addWidget(m_frameNote);
@@ -477,16 +460,22 @@ void PieceEditor::build()
     });
     for (QLineEdit* field : {m_name, m_caption}) connect(field, &QLineEdit::editingFinished, &m_app.edits, &Edits::closeMerge);
 
+    // A picker after its label, on one line.
+    const auto picker = [&](const QString& label, QWidget* section, const QString& name) {
+        auto* row = new QHBoxLayout;
+        auto* text = new QLabel(label, section);
+        auto* box = new QComboBox(section);
+        box->setObjectName(name);
+        text->setBuddy(box);
+        row->addWidget(text);
+        row->addWidget(box, 1);
+        body(section)->addLayout(row);
+        return box;
+    };
+
     // Slideshow.
     QWidget* slideshow = section(tr("Slideshow"), this);
-    auto* intervalRow = new QHBoxLayout;
-    auto* intervalLabel = new QLabel(tr("Change photo"), slideshow);
-    m_interval = new QComboBox(slideshow);
-    m_interval->setObjectName(QStringLiteral("interval"));
-    intervalLabel->setBuddy(m_interval);
-    intervalRow->addWidget(intervalLabel);
-    intervalRow->addWidget(m_interval, 1);
-    body(slideshow)->addLayout(intervalRow);
+    m_interval = picker(tr("Change photo"), slideshow, QStringLiteral("interval"));
     m_slideshowNote = note(QString(), slideshow, QStringLiteral("slideshowNote"));
     body(slideshow)->addWidget(m_slideshowNote);
     m_next = softButton(Icons::icon(Glyph::forward), tr("Next Photo Now"), slideshow, QStringLiteral("nextPhotoNow"));
@@ -500,14 +489,7 @@ void PieceEditor::build()
 
     // Display.
     QWidget* display = section(tr("Display"), this);
-    auto* displayRow = new QHBoxLayout;
-    auto* displayLabel = new QLabel(tr("Show on"), display);
-    m_display = new QComboBox(display);
-    m_display->setObjectName(QStringLiteral("display"));
-    displayLabel->setBuddy(m_display);
-    displayRow->addWidget(displayLabel);
-    displayRow->addWidget(m_display, 1);
-    body(display)->addLayout(displayRow);
+    m_display = picker(tr("Show on"), display, QStringLiteral("display"));
     column->addWidget(display);
     connect(m_display, &QComboBox::activated, this, [this](int index) {
         const QVariant stored = m_display->itemData(index);
@@ -520,7 +502,6 @@ void PieceEditor::build()
     auto* duplicate = new QToolButton(this);
     duplicate->setObjectName(QStringLiteral("duplicate"));
     duplicate->setDefaultAction(m_app.actions.duplicate);
-    duplicate->setIcon(Icons::icon(Glyph::duplicate));
     duplicate->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     duplicate->setFocusPolicy(Qt::StrongFocus);
     m_duplicate = duplicate;
@@ -532,6 +513,7 @@ void PieceEditor::build()
     column->addLayout(footer);
     column->addStretch(1);
     connect(m_delete, &QAbstractButton::clicked, this, [this] { m_app.actions.confirmDelete(m_id, this); });
+    refreshTabOrder();
 }
 
 QAbstractButton* PieceEditor::layoutTile(CollageLayout layout) const { return m_layouts->button(static_cast<int>(layout)); }
@@ -614,14 +596,14 @@ void PieceEditor::refresh()
 void PieceEditor::refreshPhotos(const Piece& piece)
 {
     const QList<Photo> photos = m_app.studio.photos(piece);
-    m_photos->setPhotos(photos);
+    const bool rowsChanged = m_photos->setPhotos(photos);
     m_photos->setVisible(!photos.isEmpty());
     m_photosNote->setText(photos.isEmpty() ? tr("No photos yet. Use + to add some.") : tr("Drag to reorder."));
     m_layoutNote->setText(Rules::singleNote(photos.size()));
     m_layoutNote->setVisible(piece.layout == CollageLayout::single);
     m_slideshowNote->setText(Rules::slideshowNote(piece.layout, photos.size()));
     m_next->setVisible(photos.size() >= 2);
-    refreshTabOrder();
+    if (rowsChanged) refreshTabOrder();
 }
 
 void PieceEditor::refreshDisplays(const Piece& piece)
@@ -630,9 +612,14 @@ void PieceEditor::refreshDisplays(const Piece& piece)
     for (const ScreenInfo& s : m_app.screens.screens()) screens.append({s.key, screenName(s.key)});
     const QList<Rules::DisplayChoice> choices = Rules::displayChoices(piece.displayID, screens);
     const QSignalBlocker b(m_display);
-    m_display->clear();
-    for (const Rules::DisplayChoice& c : choices)
-        m_display->addItem(c.label, c.key ? QVariant(*c.key) : QVariant());
+    const auto dataOf = [](const Rules::DisplayChoice& c) { return c.key ? QVariant(*c.key) : QVariant(); };
+    bool same = m_display->count() == choices.size();
+    for (int i = 0; same && i < choices.size(); ++i)
+        same = m_display->itemText(i) == choices[i].label && m_display->itemData(i) == dataOf(choices[i]);
+    if (!same) {
+        m_display->clear();
+        for (const Rules::DisplayChoice& c : choices) m_display->addItem(c.label, dataOf(c));
+    }
     m_display->setCurrentIndex(Rules::displayIndex(choices, piece.displayID));
 }
 

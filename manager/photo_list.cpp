@@ -126,6 +126,8 @@ PhotoRow::PhotoRow(AppContext& app, PhotoList& list, Thumbnails& thumbnails, con
     , m_list(list)
 {
     setObjectName(QStringLiteral("photoRow"));
+    // A row lifted by a drag covers the ones it passes.
+    setAutoFillBackground(true);
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(8);
@@ -193,7 +195,7 @@ PhotoList::PhotoList(AppContext& app, Thumbnails& thumbnails, QWidget* parent)
     setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
 }
 
-void PhotoList::setPhotos(const QList<Photo>& photos)
+bool PhotoList::setPhotos(const QList<Photo>& photos)
 {
     QList<PhotoRow*> pool = m_rows;
     QList<PhotoRow*> next;
@@ -219,10 +221,12 @@ void PhotoList::setPhotos(const QList<Photo>& photos)
         gone->hide();
         gone->deleteLater();
     }
+    if (next == m_rows) return false;
     m_rows = next;
     setFixedHeight(m_rows.isEmpty() ? 0 : int(m_rows.size()) * pitch() - spacing);
     layoutRows();
     if (lostFocus && !m_rows.isEmpty()) m_rows.back()->handle()->setFocus(Qt::OtherFocusReason);
+    return true;
 }
 
 int PhotoList::rowOf(const QWidget* inside) const

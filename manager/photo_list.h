@@ -70,8 +70,8 @@ public:
     PhotoList(AppContext& app, Thumbnails& thumbnails, QWidget* parent = nullptr);
 
     // The rows for these photos, in this order; rows of photos still listed are kept (with their
-    // focus and typing), others are made or dropped.
-    void setPhotos(const QList<Photo>& photos);
+    // focus and typing), others are made or dropped. True when the rows or their order changed.
+    bool setPhotos(const QList<Photo>& photos);
     const QList<PhotoRow*>& rows() const { return m_rows; }
     int rowOf(const QWidget* inside) const;
     bool dragging() const { return m_dragRow && m_dragging; }

@@ -17,7 +17,6 @@
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QStackedWidget>
-#include <QTimer>
 #include <QToolButton>
 #include <QVBoxLayout>
 
@@ -121,36 +120,15 @@ void PieceCard::paintEvent(QPaintEvent*)
     QPainter p(this);
     p.setRenderHint(QPainter::Antialiasing);
     const QPalette& pal = palette();
-    const QRectF outer = QRectF(rect()).adjusted(1, 1, -1, -1);
-    QPainterPath card;
-    card.addRoundedRect(outer, 12, 12);
-    p.fillPath(card, Theme::card(pal));
-    if (selected()) {
-        p.setPen(QPen(QBrush(Theme::brand(outer)), 2.5));
-    } else {
-        p.setPen(QPen(m_hover ? Theme::secondary(pal, 0.3) : Theme::cardBorder(pal), 1));
-    }
-    p.drawPath(card);
-    if (hasFocus()) {
-        p.setPen(QPen(pal.color(QPalette::Highlight), 1.5, Qt::DashLine));
-        p.drawRoundedRect(outer.adjusted(3, 3, -3, -3), 9, 9);
-    }
-
+    Theme::paintCard(p, QRectF(rect()).adjusted(1, 1, -1, -1), pal, {.marked = selected(), .hover = m_hover, .focus = hasFocus()});
     const QRect box = previewRect();
-    QPainterPath well;
-    well.addRoundedRect(box, 8, 8);
-    const bool dark = pal.color(QPalette::Window).lightness() < 128;
-    p.fillPath(well, dark ? QColor(255, 255, 255, 14) : QColor(60, 50, 40, 14));
+    Theme::paintWell(p, box, pal);
 
     if (const Piece* piece = m_app.studio.piece(m_id)) {
         const PieceView view = viewOf(m_app.studio, *piece);
         const QSize inner = box.adjusted(8, 8, -8, -8).size();
         if (auto image = m_app.previews.cached(view, inner, devicePixelRatioF())) {
-            if (!image->isNull()) {
-                const QSizeF size = image->deviceIndependentSize();
-                const QPointF at(box.x() + (box.width() - size.width()) / 2, box.y() + (box.height() - size.height()) / 2);
-                p.drawImage(at, *image);
-            }
+            Theme::paintCentred(p, box, *image);
         } else {
             m_grid.requestPreview(this);
         }
@@ -245,6 +223,7 @@ void PieceCard::leaveEvent(QEvent*)
 CardGrid::CardGrid(AppContext& app, QWidget* parent)
     : QWidget(parent)
     , m_app(app)
+    , m_previews([this](QWidget* card) { renderPreview(static_cast<PieceCard*>(card)); })
 {
     setObjectName(QStringLiteral("cards"));
     QAbstractItemModel* model = &m_app.pieces;
@@ -341,51 +320,18 @@ void CardGrid::resizeEvent(QResizeEvent*)
     if (width() != m_laidOutWidth) relayout(width());
 }
 
-void CardGrid::requestPreview(PieceCard* card)
+void CardGrid::requestPreview(PieceCard* card) { m_previews.request(card); }
+
+void CardGrid::renderPreview(PieceCard* card)
 {
-    for (const auto& queued : m_queue)
-        if (queued == card) return;
-    m_queue.emplace_back(card);
-    if (!m_renderScheduled) {
-        m_renderScheduled = true;
-        QTimer::singleShot(0, this, &CardGrid::renderNext);
+    if (const Piece* piece = m_app.studio.piece(card->id())) {
+        const QSize inner = card->previewRect().adjusted(8, 8, -8, -8).size();
+        m_app.previews.preview(viewOf(m_app.studio, *piece), inner, card->devicePixelRatioF());
+        card->update(card->previewRect());
     }
 }
 
-void CardGrid::renderNext()
-{
-    m_renderScheduled = false;
-    while (!m_queue.empty()) {
-        QPointer<PieceCard> c = m_queue.front();
-        m_queue.pop_front();
-        // Cards scrolled away since they asked wait until they are seen again.
-        if (!c || c->visibleRegion().isEmpty()) continue;
-        if (const Piece* piece = m_app.studio.piece(c->id())) {
-            const QSize inner = c->previewRect().adjusted(8, 8, -8, -8).size();
-            m_app.previews.preview(viewOf(m_app.studio, *piece), inner, c->devicePixelRatioF());
-            c->update(c->previewRect());
-        }
-        break;
-    }
-    if (!m_queue.empty()) {
-        m_renderScheduled = true;
-        QTimer::singleShot(0, this, &CardGrid::renderNext);
-    }
-}
-
-void CardGrid::renderPending()
-{
-    while (!m_queue.empty()) {
-        QPointer<PieceCard> c = m_queue.front();
-        m_queue.pop_front();
-        if (!c) continue;
-        if (const Piece* piece = m_app.studio.piece(c->id())) {
-            const QSize inner = c->previewRect().adjusted(8, 8, -8, -8).size();
-            m_app.previews.preview(viewOf(m_app.studio, *piece), inner, c->devicePixelRatioF());
-            c->update();
-        }
-    }
-}
+void CardGrid::renderPending() { m_previews.renderAll(); }
 
 void CardGrid::focusCard(int index)
 {

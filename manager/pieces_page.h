@@ -4,11 +4,11 @@
 // always be brought back. Click selects, a double click opens the editor, the context menu has
 // the rest. Cards follow the piece model row by row; a preview is drawn again only when its
 // piece's picture changed.
+#include "render_queue.h"
+
 #include <QPointer>
 #include <QUuid>
 #include <QWidget>
-
-#include <deque>
 
 class QLabel;
 class QScrollArea;
@@ -38,7 +38,7 @@ public:
 
     // Previews still to render, one per turn of the event loop so that painting never waits.
     void requestPreview(PieceCard* card);
-    int pendingPreviews() const { return int(m_queue.size()); }
+    int pendingPreviews() const { return m_previews.pending(); }
     // Renders everything queued now (snapshots, tests).
     void renderPending();
 
@@ -50,13 +50,12 @@ protected:
 private:
     void rebuild();
     void insertCard(int row);
-    void renderNext();
+    void renderPreview(PieceCard* card);
     int columnsFor(int width) const;
 
     AppContext& m_app;
     QList<PieceCard*> m_cards;
-    std::deque<QPointer<PieceCard>> m_queue;
-    bool m_renderScheduled = false;
+    RenderQueue m_previews;
     int m_laidOutWidth = -1;
 };
 

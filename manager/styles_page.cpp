@@ -16,7 +16,6 @@
 #include <QPushButton>
 #include <QScrollArea>
 #include <QScrollBar>
-#include <QTimer>
 #include <QVBoxLayout>
 
 #include <cmath>
@@ -99,43 +98,38 @@ PieceView layoutSample(CollageLayout layout)
 // --- card -------------------------------------------------------------------------------------
 
 StyleCard::StyleCard(AppContext& app, StylesPage& page, FrameStyle style, QWidget* parent)
-    : QWidget(parent)
-    , m_app(app)
-    , m_page(page)
-    , m_frame(style)
-    , m_title(Texts::title(style))
-    , m_blurb(Texts::blurb(style))
-    , m_sample(frameSample(style))
+    : StyleCard(app, page, Texts::title(style), Texts::blurb(style), frameSample(style), parent)
 {
+    m_frame = style;
     setObjectName(QStringLiteral("frameCard-") + qRawValue(style));
-    init();
+    refresh();
 }
 
 StyleCard::StyleCard(AppContext& app, StylesPage& page, CollageLayout layout, QWidget* parent)
+    : StyleCard(app, page, Texts::title(layout), Texts::blurb(layout), layoutSample(layout), parent)
+{
+    m_layout = layout;
+    setObjectName(QStringLiteral("layoutCard-") + qRawValue(layout));
+    refresh();
+}
+
+StyleCard::StyleCard(AppContext& app, StylesPage& page, const QString& title, const QString& blurb, PieceView sample,
+                     QWidget* parent)
     : QWidget(parent)
     , m_app(app)
     , m_page(page)
-    , m_layout(layout)
-    , m_title(Texts::title(layout))
-    , m_blurb(Texts::blurb(layout))
-    , m_sample(layoutSample(layout))
-{
-    setObjectName(QStringLiteral("layoutCard-") + qRawValue(layout));
-    init();
-}
-
-void StyleCard::init()
+    , m_title(title)
+    , m_blurb(blurb)
+    , m_sample(std::move(sample))
 {
     setFocusPolicy(Qt::StrongFocus);
     setAttribute(Qt::WA_Hover);
     setAccessibleName(m_title);
-    setAccessibleDescription(m_blurb);
     m_use = new QPushButton(tr("Use on Selected Piece"), this);
     m_use->setObjectName(QStringLiteral("useOnSelected"));
     m_use->setFocusPolicy(Qt::StrongFocus);
     m_use->setAccessibleDescription(m_title);
     connect(m_use, &QPushButton::clicked, this, &StyleCard::useOnSelected);
-    refresh();
 }
 
 bool StyleCard::isDefault() const { return m_frame && *m_frame == m_app.settings.defaultFrame(); }
@@ -144,6 +138,7 @@ void StyleCard::refresh()
 {
     m_use->setVisible(m_app.studio.selectedPieceID() && m_app.studio.piece(*m_app.studio.selectedPieceID()));
     setToolTip(m_frame ? tr("Make %1 the frame of new pieces").arg(m_title) : QString());
+    setAccessibleDescription(isDefault() ? tr("Default") + QStringLiteral(". ") + m_blurb : m_blurb);
     update();
 }
 
@@ -174,30 +169,10 @@ void StyleCard::paintEvent(QPaintEvent*)
     QPainter p(this);
     p.setRenderHint(QPainter::Antialiasing);
     const QPalette& pal = palette();
-    const QRectF outer = QRectF(rect()).adjusted(1, 1, -1, -1);
-    QPainterPath card;
-    card.addRoundedRect(outer, 12, 12);
-    p.fillPath(card, Theme::card(pal));
-    if (isDefault())
-        p.setPen(QPen(QBrush(Theme::brand(outer)), 2.5));
-    else
-        p.setPen(QPen(underMouse() ? Theme::secondary(pal, 0.3) : Theme::cardBorder(pal), 1));
-    p.drawPath(card);
-    if (hasFocus()) {
-        p.setPen(QPen(pal.color(QPalette::Highlight), 1.5, Qt::DashLine));
-        p.drawRoundedRect(outer.adjusted(3, 3, -3, -3), 9, 9);
-    }
-
+    Theme::paintCard(p, QRectF(rect()).adjusted(1, 1, -1, -1), pal, {.marked = isDefault(), .hover = underMouse(), .focus = hasFocus()});
     const QRect box = previewRect();
-    QPainterPath well;
-    well.addRoundedRect(box, 8, 8);
-    const bool dark = pal.color(QPalette::Window).lightness() < 128;
-    p.fillPath(well, dark ? QColor(255, 255, 255, 14) : QColor(60, 50, 40, 14));
-    const QImage image = m_page.preview(this);
-    if (!image.isNull()) {
-        const QSizeF size = image.deviceIndependentSize();
-        p.drawImage(QPointF(box.x() + (box.width() - size.width()) / 2, box.y() + (box.height() - size.height()) / 2), image);
-    }
+    Theme::paintWell(p, box, pal);
+    Theme::paintCentred(p, box, m_page.preview(this));
 
     const QFont bold = titleFont(font());
     const QFontMetrics fm(bold);
@@ -348,6 +323,7 @@ StylesPage::StylesPage(AppContext& app, QWidget* parent)
     : QWidget(parent)
     , m_app(app)
     , m_previews(std::make_unique<Previews>(16 * 1024 * 1024))
+    , m_queue([this](QWidget* card) { renderPreview(static_cast<StyleCard*>(card)); })
 {
     setObjectName(QStringLiteral("stylesPage"));
     auto* layout = new QVBoxLayout(this);
@@ -405,7 +381,7 @@ StylesPage::StylesPage(AppContext& app, QWidget* parent)
     layout->addWidget(m_scroll, 1);
 
     connect(&m_app.settings, &Settings::defaultFrameChanged, this, [this] {
-        for (StyleCard* c : frameCards()) c->update();
+        for (StyleCard* c : frameCards()) c->refresh();
     });
     Studio& studio = m_app.studio;
     connect(&studio, &Studio::selectionChanged, this, &StylesPage::refreshSelection);
@@ -451,43 +427,21 @@ QSize StylesPage::previewBox(const StyleCard* card) const { return card->preview
 
 QImage StylesPage::preview(StyleCard* card)
 {
-    const QSize box = previewBox(card);
-    if (auto hit = m_previews->cached(card->sample(), box, card->devicePixelRatioF())) return *hit;
-    for (const auto& queued : m_queue)
-        if (queued == card) return {};
-    m_queue.emplace_back(card);
-    if (!m_renderScheduled) {
-        m_renderScheduled = true;
-        QTimer::singleShot(0, this, &StylesPage::renderNext);
-    }
+    if (auto hit = m_previews->cached(card->sample(), previewBox(card), card->devicePixelRatioF())) return *hit;
+    m_queue.request(card);
     return {};
 }
 
-void StylesPage::renderNext()
+void StylesPage::renderPreview(StyleCard* card)
 {
-    m_renderScheduled = false;
-    // One per turn of the event loop, so that painting and input never wait for all of them.
-    while (!m_queue.empty()) {
-        QPointer<StyleCard> c = m_queue.front();
-        m_queue.pop_front();
-        if (!c || c->visibleRegion().isEmpty()) continue;
-        m_previews->preview(c->sample(), previewBox(c), c->devicePixelRatioF());
-        c->update(c->previewRect());
-        break;
-    }
-    if (!m_queue.empty()) {
-        m_renderScheduled = true;
-        QTimer::singleShot(0, this, &StylesPage::renderNext);
-    }
+    m_previews->preview(card->sample(), previewBox(card), card->devicePixelRatioF());
+    card->update(card->previewRect());
 }
 
 void StylesPage::renderPending()
 {
-    for (StyleCard* c : frameCards() + layoutCards()) {
-        m_previews->preview(c->sample(), previewBox(c), c->devicePixelRatioF());
-        c->update();
-    }
-    m_queue.clear();
+    for (StyleCard* c : frameCards() + layoutCards()) m_queue.request(c);
+    m_queue.renderAll();
 }
 
 qint64 StylesPage::renders() const { return m_previews->renders(); }

@@ -4,11 +4,10 @@
 // frame card makes it the frame of new pieces; while a piece is selected every card offers "Use on
 // Selected Piece", and clicking a layout card does the same.
 #include "piece_view.h"
+#include "render_queue.h"
 
-#include <QPointer>
 #include <QWidget>
 
-#include <deque>
 #include <memory>
 #include <optional>
 
@@ -55,7 +54,8 @@ protected:
     void focusOutEvent(QFocusEvent* event) override;
 
 private:
-    void init();
+    StyleCard(AppContext& app, StylesPage& page, const QString& title, const QString& blurb, PieceView sample,
+              QWidget* parent);
     int blurbHeight(int width) const;
 
     AppContext& m_app;
@@ -116,13 +116,12 @@ public:
 
 private:
     void refreshSelection();
-    void renderNext();
+    void renderPreview(StyleCard* card);
     QSize previewBox(const StyleCard* card) const;
 
     AppContext& m_app;
     std::unique_ptr<Previews> m_previews;
-    std::deque<QPointer<StyleCard>> m_queue;
-    bool m_renderScheduled = false;
+    RenderQueue m_queue;
     QLabel* m_subtitle;
     QLabel* m_selection;
     QScrollArea* m_scroll;
