@@ -66,6 +66,7 @@ Actions::Actions(Studio& studio, Edits& edits, QObject* parent)
 
     duplicate = make(tr("Duplicate"), QStringLiteral("duplicate"));
     duplicate->setShortcut(QKeySequence(tr("Ctrl+D")));
+    duplicate->setIcon(Icons::icon(Glyph::duplicate));
     connect(duplicate, &QAction::triggered, this, [this] { withSelection([this](const QUuid& id) { m_edits.duplicate(id); }); });
 
     nextPhoto = make(tr("Next Photo"), QStringLiteral("nextPhoto"));

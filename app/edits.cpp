@@ -43,26 +43,60 @@ QList<Change> diff(const QList<Piece>& before, const QList<Piece>& after)
     return out;
 }
 
-class Step : public QUndoCommand {
+// A step that is already done when it is pushed, so its first redo does nothing. Steps of one kind
+// with the same merge key may merge while their generation is the same.
+class DoneStep : public QUndoCommand {
 public:
-    Step(Studio& studio, const QString& text, QList<Change> changes, std::optional<bool> hiddenBefore,
-         std::optional<bool> hiddenAfter, int mergeKey, int generation)
+    DoneStep(const QString& text, int mergeKey, int generation)
         : QUndoCommand(text)
-        , m_studio(studio)
-        , m_changes(std::move(changes))
-        , m_hiddenBefore(hiddenBefore)
-        , m_hiddenAfter(hiddenAfter)
         , m_key(mergeKey)
         , m_generation(generation)
     {
     }
 
     int id() const override { return m_key == 0 ? -1 : m_key; }
+    void undo() override { apply(false); }
+
+    void redo() override
+    {
+        if (m_firstRedo) {
+            m_firstRedo = false;
+            return;
+        }
+        apply(true);
+    }
+
+protected:
+    virtual void apply(bool forward) = 0;
+    // The next step of the same kind and the same run, or null.
+    template<typename Kind> const Kind* sameRun(const QUndoCommand* other) const
+    {
+        const auto* next = dynamic_cast<const Kind*>(other);
+        return next && next->m_generation == m_generation ? next : nullptr;
+    }
+
+private:
+    int m_key;
+    int m_generation;
+    bool m_firstRedo = true;
+};
+
+class Step : public DoneStep {
+public:
+    Step(Studio& studio, const QString& text, QList<Change> changes, std::optional<bool> hiddenBefore,
+         std::optional<bool> hiddenAfter, int mergeKey, int generation)
+        : DoneStep(text, mergeKey, generation)
+        , m_studio(studio)
+        , m_changes(std::move(changes))
+        , m_hiddenBefore(hiddenBefore)
+        , m_hiddenAfter(hiddenAfter)
+    {
+    }
 
     bool mergeWith(const QUndoCommand* other) override
     {
-        const auto* next = static_cast<const Step*>(other);
-        if (next->m_generation != m_generation || m_changes.size() != 1 || next->m_changes.size() != 1) return false;
+        const auto* next = sameRun<Step>(other);
+        if (!next || m_changes.size() != 1 || next->m_changes.size() != 1) return false;
         Change& mine = m_changes.front();
         const Change& theirs = next->m_changes.front();
         if (mine.id != theirs.id || !mine.before || !mine.after || !theirs.after || m_hiddenAfter || next->m_hiddenAfter)
@@ -73,20 +107,8 @@ public:
         return true;
     }
 
-    void undo() override { apply(false); }
-
-    void redo() override
-    {
-        // The change is in place when the step is pushed.
-        if (m_firstRedo) {
-            m_firstRedo = false;
-            return;
-        }
-        apply(true);
-    }
-
 private:
-    void apply(bool forward)
+    void apply(bool forward) override
     {
         // Removals from the last row up, then insertions from the first row down, so that every
         // row means what it meant when the step was taken.
@@ -119,9 +141,38 @@ private:
     QList<Change> m_changes;
     std::optional<bool> m_hiddenBefore;
     std::optional<bool> m_hiddenAfter;
-    int m_key;
-    int m_generation;
-    bool m_firstRedo = true;
+};
+
+// One library record before and after.
+class PhotoStep : public DoneStep {
+public:
+    PhotoStep(Studio& studio, const QString& text, Photo before, Photo after, int mergeKey, int generation)
+        : DoneStep(text, mergeKey, generation)
+        , m_studio(studio)
+        , m_before(std::move(before))
+        , m_after(std::move(after))
+    {
+    }
+
+    bool mergeWith(const QUndoCommand* other) override
+    {
+        const auto* next = sameRun<PhotoStep>(other);
+        if (!next || next->m_before.id != m_before.id) return false;
+        m_after = next->m_after;
+        setObsolete(m_before == m_after);
+        return true;
+    }
+
+private:
+    void apply(bool forward) override
+    {
+        const Photo& photo = forward ? m_after : m_before;
+        m_studio.updatePhoto(photo.id, [&photo](Photo& p) { p = photo; });
+    }
+
+    Studio& m_studio;
+    Photo m_before;
+    Photo m_after;
 };
 
 } // namespace
@@ -192,6 +243,17 @@ void Edits::duplicate(const QUuid& id)
 void Edits::deletePiece(const QUuid& id)
 {
     record(tr("Delete Piece"), [&] { m_studio.deletePiece(id); });
+}
+
+void Edits::updatePhoto(const QUuid& id, const QString& text, const std::function<void(Photo&)>& change, int mergeKey)
+{
+    const Photo* photo = m_studio.photo(id);
+    if (!photo) return;
+    const Photo before = *photo;
+    m_studio.updatePhoto(id, change);
+    const Photo* now = m_studio.photo(id);
+    if (!now || *now == before) return;
+    m_stack.push(new PhotoStep(m_studio, text, before, *now, mergeKey, m_generation));
 }
 
 } // namespace velora

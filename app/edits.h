@@ -39,6 +39,9 @@ public:
     void lockAll(bool locked);
     void duplicate(const QUuid& id);
     void deletePiece(const QUuid& id);
+    // A change of a library record made in the piece editor (a photo's caption): one step, merged
+    // like the piece edits while it changes the same photo.
+    void updatePhoto(const QUuid& id, const QString& text, const std::function<void(Photo&)>& change, int mergeKey = 0);
 
 private:
     Studio& m_studio;

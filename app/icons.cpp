@@ -5,6 +5,7 @@
 #include <QLinearGradient>
 #include <QPainter>
 #include <QPainterPath>
+#include <QPainterPathStroker>
 #include <QPalette>
 #include <QPixmap>
 #include <QSvgRenderer>
@@ -29,6 +30,9 @@ QStringList themeNames(Glyph g)
     case Glyph::forward: return {QStringLiteral("media-skip-forward")};
     case Glyph::duplicate: return {QStringLiteral("edit-copy")};
     case Glyph::dismiss: return {QStringLiteral("window-close")};
+    case Glyph::removeCircle: return {QStringLiteral("list-remove")};
+    case Glyph::shuffle: return {QStringLiteral("media-playlist-shuffle")};
+    case Glyph::rotateRight: return {QStringLiteral("object-rotate-right")};
     default: return {};
     }
 }
@@ -166,6 +170,138 @@ void draw(QPainter& p, Glyph g, const QColor& ink)
         p.drawLine(QPointF(7, 7), QPointF(17, 17));
         p.drawLine(QPointF(17, 7), QPointF(7, 17));
         break;
+    case Glyph::hand: {
+        // Four fingers, a thumb and the palm, drawn as one outline.
+        QPainterPath hand;
+        hand.moveTo(7.5, 13);
+        hand.lineTo(7.5, 6.5);
+        hand.arcTo(QRectF(7.5, 5, 3, 3), 180, -180);
+        hand.lineTo(10.5, 11.5);
+        hand.lineTo(10.5, 4.5);
+        hand.arcTo(QRectF(10.5, 3, 3, 3), 180, -180);
+        hand.lineTo(13.5, 11.5);
+        hand.lineTo(13.5, 5.5);
+        hand.arcTo(QRectF(13.5, 4, 3, 3), 180, -180);
+        hand.lineTo(16.5, 12);
+        hand.lineTo(16.5, 8.5);
+        hand.arcTo(QRectF(16.5, 7, 3, 3), 180, -180);
+        hand.lineTo(19.5, 14.5);
+        hand.cubicTo(19.5, 18.5, 17, 21, 13.5, 21);
+        hand.cubicTo(10.5, 21, 9, 19.8, 7.5, 17.8);
+        hand.lineTo(4.6, 13.8);
+        hand.cubicTo(3.8, 12.6, 5.4, 11.2, 6.5, 12.2);
+        hand.lineTo(7.5, 13);
+        p.drawPath(hand);
+        break;
+    }
+    case Glyph::removeCircle:
+    case Glyph::checkCircle: {
+        QPainterPath disc;
+        disc.addEllipse(QPointF(12, 12), 9.5, 9.5);
+        QPainterPathStroker stroker;
+        stroker.setWidth(2.2);
+        stroker.setCapStyle(Qt::RoundCap);
+        stroker.setJoinStyle(Qt::RoundJoin);
+        QPainterPath line;
+        if (g == Glyph::removeCircle) {
+            line.moveTo(7.5, 12);
+            line.lineTo(16.5, 12);
+        } else {
+            line.moveTo(7.6, 12.4);
+            line.lineTo(10.6, 15.3);
+            line.lineTo(16.4, 8.9);
+        }
+        filled(disc.subtracted(stroker.createStroke(line)));
+        break;
+    }
+    case Glyph::widthArrows:
+        p.drawLine(QPointF(3.5, 12), QPointF(20.5, 12));
+        p.drawPolyline(QPolygonF({{7, 8.5}, {3.5, 12}, {7, 15.5}}));
+        p.drawPolyline(QPolygonF({{17, 8.5}, {20.5, 12}, {17, 15.5}}));
+        break;
+    case Glyph::rotateRight: {
+        p.drawRoundedRect(QRectF(3.5, 10.5, 10, 10), 1.5, 1.5);
+        QPainterPath arc;
+        arc.moveTo(9, 6);
+        arc.cubicTo(13, 3.5, 18.5, 5, 19.5, 11);
+        p.drawPath(arc);
+        p.drawPolyline(QPolygonF({{17, 9.5}, {19.5, 12}, {21.8, 9.2}}));
+        break;
+    }
+    case Glyph::dice:
+        p.drawRoundedRect(QRectF(4, 4, 16, 16), 3.5, 3.5);
+        for (const QPointF c : {QPointF(8.3, 8.3), QPointF(15.7, 8.3), QPointF(12, 12), QPointF(8.3, 15.7),
+                                QPointF(15.7, 15.7)}) {
+            QPainterPath pip;
+            pip.addEllipse(c, 1.4, 1.4);
+            filled(pip);
+        }
+        break;
+    case Glyph::level:
+        p.drawRoundedRect(QRectF(2.5, 8.5, 19, 7), 2, 2);
+        p.drawRoundedRect(QRectF(9, 10.3, 6, 3.4), 1.7, 1.7);
+        p.drawLine(QPointF(8, 9), QPointF(8, 15));
+        p.drawLine(QPointF(16, 9), QPointF(16, 15));
+        break;
+    case Glyph::shuffle:
+        p.drawPolyline(QPolygonF({{3.5, 7.5}, {7.5, 7.5}, {15, 16.5}, {20, 16.5}}));
+        p.drawPolyline(QPolygonF({{3.5, 16.5}, {7.5, 16.5}, {15, 7.5}, {20, 7.5}}));
+        p.drawPolyline(QPolygonF({{17.5, 5}, {20, 7.5}, {17.5, 10}}));
+        p.drawPolyline(QPolygonF({{17.5, 14}, {20, 16.5}, {17.5, 19}}));
+        break;
+    case Glyph::artFrame:
+        p.drawRect(QRectF(3.5, 3.5, 17, 17));
+        p.drawRect(QRectF(7, 7, 10, 10));
+        p.drawPolyline(QPolygonF({{7.5, 16}, {10.5, 12.5}, {12.5, 14.5}, {14, 13}, {16.5, 16}}));
+        break;
+    case Glyph::instantFrame: {
+        p.drawRoundedRect(QRectF(4.5, 3.5, 15, 17), 1.5, 1.5);
+        QPainterPath bottom;
+        bottom.addRoundedRect(QRectF(4.5, 12, 15, 8.5), 1.5, 1.5);
+        filled(bottom);
+        break;
+    }
+    case Glyph::film: {
+        p.drawRoundedRect(QRectF(4.5, 3, 15, 18), 1.5, 1.5);
+        p.drawLine(QPointF(8, 3), QPointF(8, 21));
+        p.drawLine(QPointF(16, 3), QPointF(16, 21));
+        QPainterPath holes;
+        for (double y : {6.0, 10.0, 14.0, 18.0}) {
+            holes.addRect(QRectF(5.6, y - 0.8, 1.3, 1.6));
+            holes.addRect(QRectF(17.1, y - 0.8, 1.3, 1.6));
+        }
+        filled(holes);
+        break;
+    }
+    case Glyph::bareFrame:
+        p.drawRoundedRect(QRectF(3.5, 3.5, 17, 17), 4.5, 4.5);
+        break;
+    case Glyph::tape:
+        p.save();
+        p.translate(12, 12);
+        p.rotate(-40);
+        p.drawRoundedRect(QRectF(-10, -4, 20, 8), 4, 4);
+        p.drawRect(QRectF(-3.5, -4, 7, 8));
+        p.restore();
+        break;
+    case Glyph::splitRow:
+        p.drawRoundedRect(QRectF(2.5, 5.5, 19, 13), 2, 2);
+        p.drawLine(QPointF(8.8, 5.5), QPointF(8.8, 18.5));
+        p.drawLine(QPointF(15.2, 5.5), QPointF(15.2, 18.5));
+        break;
+    case Glyph::splitColumn:
+        p.drawRoundedRect(QRectF(4.5, 3.5, 15, 17), 2, 2);
+        p.drawLine(QPointF(4.5, 12), QPointF(19.5, 12));
+        break;
+    case Glyph::group3:
+        p.drawRoundedRect(QRectF(3, 4, 8, 7), 1.5, 1.5);
+        p.drawRoundedRect(QRectF(13, 4, 8, 7), 1.5, 1.5);
+        p.drawRoundedRect(QRectF(3, 13, 18, 7), 1.5, 1.5);
+        break;
+    case Glyph::squareStack:
+        p.drawPolyline(QPolygonF({{7.5, 6.5}, {7.5, 3.5}, {20.5, 3.5}, {20.5, 16.5}, {17.5, 16.5}}));
+        p.drawRoundedRect(QRectF(3.5, 7.5, 13, 13), 1.5, 1.5);
+        break;
     case Glyph::app: {
         // Velora's mark is one SVG drawing, also installed as the desktop's icon.
         static QSvgRenderer mark(QStringLiteral(":/velora/velora.svg"));
@@ -227,5 +363,30 @@ QIcon Icons::icon(Glyph glyph)
 }
 
 QIcon Icons::appIcon() { return drawn(Glyph::app); }
+
+Glyph Icons::glyph(FrameStyle style)
+{
+    switch (style) {
+    case FrameStyle::gallery: return Glyph::artFrame;
+    case FrameStyle::instant: return Glyph::instantFrame;
+    case FrameStyle::film: return Glyph::film;
+    case FrameStyle::bare: return Glyph::bareFrame;
+    case FrameStyle::tape: return Glyph::tape;
+    }
+    return Glyph::artFrame;
+}
+
+Glyph Icons::glyph(CollageLayout layout)
+{
+    switch (layout) {
+    case CollageLayout::single: return Glyph::photo;
+    case CollageLayout::row: return Glyph::splitRow;
+    case CollageLayout::column: return Glyph::splitColumn;
+    case CollageLayout::justified: return Glyph::group3;
+    case CollageLayout::stack: return Glyph::squareStack;
+    case CollageLayout::frieze: return Glyph::film;
+    }
+    return Glyph::photo;
+}
 
 } // namespace velora

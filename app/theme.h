@@ -1,7 +1,10 @@
 #pragma once
 // Velora's look beyond the platform style: the brand gradient, secondary text, card surfaces.
 #include <QColor>
+#include <QImage>
 #include <QLinearGradient>
+#include <QPainter>
+#include <QPainterPath>
 #include <QPalette>
 #include <QRectF>
 
@@ -35,5 +38,49 @@ inline QColor card(const QPalette& p)
 }
 
 inline QColor cardBorder(const QPalette& p) { return secondary(p, 0.14); }
+
+struct CardLook {
+    qreal radius = 12;
+    bool marked = false;    // outlined in the brand's colours (selected, current, default)
+    bool hover = false;
+    bool focus = false;     // a dashed ring inside
+    qreal markWidth = 2.5;
+    QColor tint = {};       // over the surface, when valid
+};
+
+// A card's surface and outline within `outer`.
+inline void paintCard(QPainter& p, const QRectF& outer, const QPalette& pal, const CardLook& look)
+{
+    QPainterPath path;
+    path.addRoundedRect(outer, look.radius, look.radius);
+    p.fillPath(path, card(pal));
+    if (look.tint.isValid()) p.fillPath(path, look.tint);
+    if (look.marked)
+        p.setPen(QPen(QBrush(brand(outer)), look.markWidth));
+    else
+        p.setPen(QPen(look.hover ? secondary(pal, 0.3) : cardBorder(pal), 1));
+    p.drawPath(path);
+    if (look.focus) {
+        p.setPen(QPen(pal.color(QPalette::Highlight), 1.5, Qt::DashLine));
+        p.drawRoundedRect(outer.adjusted(3, 3, -3, -3), look.radius - 3, look.radius - 3);
+    }
+}
+
+// The sunken well a preview sits in.
+inline void paintWell(QPainter& p, const QRect& box, const QPalette& pal)
+{
+    QPainterPath well;
+    well.addRoundedRect(box, 8, 8);
+    const bool dark = pal.color(QPalette::Window).lightness() < 128;
+    p.fillPath(well, dark ? QColor(255, 255, 255, 14) : QColor(60, 50, 40, 14));
+}
+
+// A picture centred in `box` at its own size.
+inline void paintCentred(QPainter& p, const QRect& box, const QImage& image)
+{
+    if (image.isNull()) return;
+    const QSizeF size = image.deviceIndependentSize();
+    p.drawImage(QPointF(box.x() + (box.width() - size.width()) / 2, box.y() + (box.height() - size.height()) / 2), image);
+}
 
 } // namespace velora::Theme

@@ -2,6 +2,7 @@
 // Timing shared by the benchmarks: each case runs several times and reports a middle or best run,
 // so one hiccup of a busy machine does not decide the figure.
 #include "demo_art.h"
+#include "image_cache.h"
 #include "storage.h"
 
 #include <QElapsedTimer>
@@ -100,6 +101,15 @@ inline std::string selfPath(const char* argv0)
     char path[4096] = {};
     const ssize_t n = readlink("/proc/self/exe", path, sizeof path - 1);
     return n > 0 ? std::string(path, size_t(n)) : std::string(argv0);
+}
+
+// Decoded images are shared by every piece: loads them, full size and thumbnails, before measuring.
+inline void decodeAll(const QList<Photo>& photos)
+{
+    for (const Photo& p : photos) {
+        ImageCache::shared().image(p, true);
+        ImageCache::shared().image(p, false);
+    }
 }
 
 } // namespace velora::bench

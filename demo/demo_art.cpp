@@ -1,5 +1,6 @@
 #include "demo_art.h"
 
+#include "image_cache.h"
 #include "image_store.h"
 #include "layout.h"
 #include "storage.h"
@@ -164,6 +165,35 @@ const QList<Photo>& samples()
             photo.pixelWidth = pixels.width();
             photo.pixelHeight = pixels.height();
             photo.added = Timestamp::now();
+            out.append(photo);
+        }
+        return out;
+    }();
+    return list;
+}
+
+const QList<Photo>& paintedSamples()
+{
+    static const QList<Photo> list = [] {
+        constexpr double longSide = 600;
+        QList<Photo> out;
+        for (int i = 0; i < static_cast<int>(sizes.size()); ++i) {
+            const SizeEntry& size = sizes[i];
+            const double scale = longSide / std::max(size.width, size.height);
+            const int w = std::max(1, int(std::lround(size.width * scale)));
+            const int h = std::max(1, int(std::lround(size.height * scale)));
+            const auto image = scene(w, h, palettes[i % 7], 3 + 17 * static_cast<std::uint32_t>(i));
+            if (!image) continue;
+            // Not a plain file name, so nothing ever looks for it on disk.
+            const QString key = QStringLiteral("memory:sample-%1").arg(i);
+            ImageCache::shared().keep(key, *image);
+            Photo photo;
+            photo.id = QUuid::createUuid();
+            photo.title = QString::fromUtf8(size.title);
+            photo.fileName = key;
+            photo.thumbName = key;
+            photo.pixelWidth = w;
+            photo.pixelHeight = h;
             out.append(photo);
         }
         return out;

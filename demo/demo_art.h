@@ -38,4 +38,8 @@ QList<Photo> makePhotos(int count);
 // The sample photos, their files painted once into the library's Photos folder and reused after.
 const QList<Photo>& samples();
 
+// The same pictures painted in memory only, at most 600 pixels on their long side, held by the
+// image cache under "memory:" names: for previews that must neither show nor touch the library.
+const QList<Photo>& paintedSamples();
+
 } // namespace velora::DemoArt

@@ -11,6 +11,7 @@
 #include "settings.h"
 #include "sidebar.h"
 #include "studio.h"
+#include "styles_page.h"
 #include "theme.h"
 
 #include <QAction>

@@ -121,36 +121,15 @@ void PieceCard::paintEvent(QPaintEvent*)
     QPainter p(this);
     p.setRenderHint(QPainter::Antialiasing);
     const QPalette& pal = palette();
-    const QRectF outer = QRectF(rect()).adjusted(1, 1, -1, -1);
-    QPainterPath card;
-    card.addRoundedRect(outer, 12, 12);
-    p.fillPath(card, Theme::card(pal));
-    if (selected()) {
-        p.setPen(QPen(QBrush(Theme::brand(outer)), 2.5));
-    } else {
-        p.setPen(QPen(m_hover ? Theme::secondary(pal, 0.3) : Theme::cardBorder(pal), 1));
-    }
-    p.drawPath(card);
-    if (hasFocus()) {
-        p.setPen(QPen(pal.color(QPalette::Highlight), 1.5, Qt::DashLine));
-        p.drawRoundedRect(outer.adjusted(3, 3, -3, -3), 9, 9);
-    }
-
+    Theme::paintCard(p, QRectF(rect()).adjusted(1, 1, -1, -1), pal, {.marked = selected(), .hover = m_hover, .focus = hasFocus()});
     const QRect box = previewRect();
-    QPainterPath well;
-    well.addRoundedRect(box, 8, 8);
-    const bool dark = pal.color(QPalette::Window).lightness() < 128;
-    p.fillPath(well, dark ? QColor(255, 255, 255, 14) : QColor(60, 50, 40, 14));
+    Theme::paintWell(p, box, pal);
 
     if (const Piece* piece = m_app.studio.piece(m_id)) {
         const PieceView view = viewOf(m_app.studio, *piece);
         const QSize inner = box.adjusted(8, 8, -8, -8).size();
         if (auto image = m_app.previews.cached(view, inner, devicePixelRatioF())) {
-            if (!image->isNull()) {
-                const QSizeF size = image->deviceIndependentSize();
-                const QPointF at(box.x() + (box.width() - size.width()) / 2, box.y() + (box.height() - size.height()) / 2);
-                p.drawImage(at, *image);
-            }
+            Theme::paintCentred(p, box, *image);
         } else {
             m_grid.requestPreview(this);
         }

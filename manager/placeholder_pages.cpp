@@ -31,12 +31,4 @@ LibraryPage::LibraryPage(AppContext& app, QWidget* parent)
     header(this, Page::library);
 }
 
-StylesPage::StylesPage(AppContext& app, QWidget* parent)
-    : QWidget(parent)
-    , m_app(app)
-{
-    setObjectName(QStringLiteral("stylesPage"));
-    header(this, Page::styles);
-}
-
 } // namespace velora

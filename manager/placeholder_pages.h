@@ -15,13 +15,4 @@ private:
     AppContext& m_app;
 };
 
-class StylesPage : public QWidget {
-    Q_OBJECT
-public:
-    explicit StylesPage(AppContext& app, QWidget* parent = nullptr);
-
-private:
-    AppContext& m_app;
-};
-
 } // namespace velora

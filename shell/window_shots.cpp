@@ -1,12 +1,17 @@
 #include "window_shots.h"
 
 #include "application.h"
+#include "inspector.h"
 #include "manager_window.h"
 #include "pieces_page.h"
 #include "studio.h"
+#include "styles_page.h"
+#include "thumbnails.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QThread>
 
 namespace velora {
@@ -27,6 +32,8 @@ void settle(int ms)
 QImage grab(ManagerMainWindow* window)
 {
     window->view()->piecesPage()->grid()->renderPending();
+    window->view()->stylesPage()->renderPending();
+    window->view()->inspectorColumn()->inspector()->editor()->thumbnails().waitForLoads();
     settle(30);
     return window->grab().toImage();
 }
@@ -48,10 +55,23 @@ QList<std::pair<QString, QImage>> WindowShots::take(Application& app)
         settle(InspectorColumn::durationMs + 150);
         shots.append({QStringLiteral("window-%1.png").arg(rawValue(page)), grab(window)});
     }
-    if (!studio.pieces().isEmpty()) {
-        studio.select(studio.pieces().front().id);
+    // The editor of a piece of each layout, and of the first one scrolled to its end.
+    Inspector* inspector = window->view()->inspectorColumn()->inspector();
+    bool first = true;
+    for (const CollageLayout layout : allCollageLayouts) {
+        const auto it = std::find_if(studio.pieces().cbegin(), studio.pieces().cend(),
+                                     [layout](const Piece& p) { return p.layout == layout; });
+        if (it == studio.pieces().cend()) continue;
+        studio.select(it->id);
         settle(InspectorColumn::durationMs + 150);
-        shots.append({QStringLiteral("window-inspector.png"), grab(window)});
+        shots.append({QStringLiteral("window-inspector-%1.png").arg(qRawValue(layout)), grab(window)});
+        if (first) {
+            QScrollBar* bar = inspector->scrollArea()->verticalScrollBar();
+            bar->setValue(bar->maximum());
+            shots.append({QStringLiteral("window-inspector-end.png"), grab(window)});
+            bar->setValue(0);
+            first = false;
+        }
     }
     return shots;
 }

@@ -4,6 +4,7 @@
 #include "lru_cache.h"
 #include "storage.h"
 
+#include <QHash>
 #include <QImageReader>
 #include <QMutex>
 #include <QMutexLocker>
@@ -13,10 +14,12 @@ namespace velora {
 struct ImageCache::Impl {
     mutable QMutex mutex;
     LruCache<QString, QImage> images{ImageCache::limit, ImageCache::defaultByteLimit};
+    QHash<QString, QImage> kept;
 
     std::optional<QImage> find(const QString& key)
     {
         QMutexLocker lock(&mutex);
+        if (const auto it = kept.constFind(key); it != kept.cend()) return *it;
         return images.get(key);
     }
 
@@ -86,6 +89,12 @@ void ImageCache::setByteLimit(qsizetype bytes)
 {
     QMutexLocker lock(&d->mutex);
     d->images.setCostLimit(bytes);
+}
+
+void ImageCache::keep(const QString& key, const QImage& image)
+{
+    QMutexLocker lock(&d->mutex);
+    d->kept.insert(key, image);
 }
 
 int ImageCache::count() const

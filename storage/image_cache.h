@@ -17,6 +17,10 @@ public:
     // other way round). Failed loads are not remembered.
     std::optional<QImage> image(const Photo& photo, bool small);
 
+    // Holds an image made in memory under a key that names no library file ("memory:…"), for the
+    // life of the process: painted samples that never touch the disk. clear() leaves it.
+    void keep(const QString& key, const QImage& image);
+
     int count() const;
     void clear();
     static constexpr int limit = 300;

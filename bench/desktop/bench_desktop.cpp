@@ -4,7 +4,6 @@
 #include "bench_common.h"
 #include "desktop_controller.h"
 #include "demo_art.h"
-#include "image_cache.h"
 #include "piece_content.h"
 #include "piece_panel.h"
 #include "piece_view.h"
@@ -60,11 +59,7 @@ int main(int argc, char** argv)
     const auto demo = bench::demoPhotos(dir.path());
     if (!demo) return 1;
     const QList<Photo>& photos = *demo;
-    // Decoded images are shared by every piece; load them before measuring panels.
-    for (const Photo& p : photos) {
-        ImageCache::shared().image(p, true);
-        ImageCache::shared().image(p, false);
-    }
+    bench::decodeAll(photos);
 
     Studio studio;
     studio.setAllHidden(false);

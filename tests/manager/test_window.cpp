@@ -11,6 +11,7 @@
 #include "models.h"
 #include "pieces_page.h"
 #include "placeholder_pages.h"
+#include "styles_page.h"
 #include "previews.h"
 #include "settings.h"
 #include "sidebar.h"
