@@ -6,6 +6,7 @@
 #include "edits.h"
 #include "icons.h"
 #include "inspector.h"
+#include "library_page.h"
 #include "pieces_page.h"
 #include "placeholder_pages.h"
 #include "settings.h"

@@ -23,14 +23,6 @@ void header(QWidget* page, Page which)
 }
 } // namespace
 
-LibraryPage::LibraryPage(AppContext& app, QWidget* parent)
-    : QWidget(parent)
-    , m_app(app)
-{
-    setObjectName(QStringLiteral("libraryPage"));
-    header(this, Page::library);
-}
-
 StylesPage::StylesPage(AppContext& app, QWidget* parent)
     : QWidget(parent)
     , m_app(app)

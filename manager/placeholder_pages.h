@@ -1,19 +1,10 @@
 #pragma once
-// The library and styles pages.
+// The styles page.
 #include <QWidget>
 
 namespace velora {
 
 struct AppContext;
-
-class LibraryPage : public QWidget {
-    Q_OBJECT
-public:
-    explicit LibraryPage(AppContext& app, QWidget* parent = nullptr);
-
-private:
-    AppContext& m_app;
-};
 
 class StylesPage : public QWidget {
     Q_OBJECT

@@ -1,6 +1,7 @@
 #include "window_shots.h"
 
 #include "application.h"
+#include "library_page.h"
 #include "manager_window.h"
 #include "pieces_page.h"
 #include "studio.h"
@@ -27,6 +28,7 @@ void settle(int ms)
 QImage grab(ManagerMainWindow* window)
 {
     window->view()->piecesPage()->grid()->renderPending();
+    window->view()->libraryPage()->grid()->images().waitForIdle();
     settle(30);
     return window->grab().toImage();
 }

@@ -13,8 +13,10 @@ public:
     static ImageCache& shared();
 
     // small: the thumbnail; otherwise the full copy, falling back to the thumbnail (never the
-    // other way round). Failed loads are not remembered.
-    std::optional<QImage> image(const Photo& photo, bool small);
+    // other way round). Failed loads are not remembered. keep false serves what the cache holds
+    // but leaves a fresh load out of it: for readers that keep their own smaller copy (the
+    // library grid), so that leafing through many photos doesn't fill the cache with them.
+    std::optional<QImage> image(const Photo& photo, bool small, bool keep = true);
 
     int count() const;
     void clear();
