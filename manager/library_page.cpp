@@ -606,10 +606,19 @@ void LibraryGrid::mirrorSelection()
 
 void LibraryGrid::followSelectionModel()
 {
-    if (m_mirroring) return;
-    QSet<QUuid> selection;
-    for (const QModelIndex& index : selectionModel()->selectedIndexes()) selection.insert(idAt(index.row()));
-    m_app.studio.setLibrarySelection(selection);
+    // Taken over once the turn is done: the selection model also lets go of rows while they are
+    // being removed, in the middle of the Studio's own removal, which keeps its selection itself.
+    if (m_mirroring || m_pushPending) return;
+    m_pushPending = true;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            m_pushPending = false;
+            QSet<QUuid> selection;
+            for (const QModelIndex& index : selectionModel()->selectedIndexes()) selection.insert(idAt(index.row()));
+            if (selection != m_app.studio.librarySelection()) m_app.studio.setLibrarySelection(selection);
+        },
+        Qt::QueuedConnection);
 }
 
 // --- input ------------------------------------------------------------------------------------

@@ -44,6 +44,8 @@ public:
     double layoutHeight() const;
     // How many times the layout math ran, for tests.
     int layouts() const { return m_layouts; }
+    // Lays out now, with one call of the layout math (benchmarks); otherwise done when needed.
+    void relayout();
     // Tiles drawn by the last paint.
     int paintedTiles() const { return m_painted; }
     TileImages& images() { return m_images; }
@@ -92,7 +94,6 @@ protected:
 
 private:
     void layoutIfNeeded() const;
-    void relayout();
     void invalidateLayout();
     // Tiles whose frames meet the band [top, bottom] of layout coordinates.
     std::pair<int, int> tilesBetween(double top, double bottom) const;
@@ -121,6 +122,7 @@ private:
     int m_hover = -1;
     int m_painted = 0;
     bool m_mirroring = false;
+    bool m_pushPending = false;
     QTimer m_requestSoon;
 };
 
