@@ -7,6 +7,7 @@
 #include "icons.h"
 #include "layout.h"
 #include "models.h"
+#include "page_parts.h"
 #include "prompts.h"
 #include "studio.h"
 #include "texts.h"
@@ -823,19 +824,9 @@ LibraryPage::LibraryPage(AppContext& app, QWidget* parent)
 
     auto* header = new QHBoxLayout;
     header->setContentsMargins(LibraryGrid::sideMargin, 0, LibraryGrid::sideMargin, 0);
-    auto* titles = new QVBoxLayout;
-    titles->setSpacing(2);
-    auto* title = new QLabel(Texts::title(Page::library), this);
-    title->setFont(scaled(title->font(), 1.6, QFont::Bold));
-    m_subtitle = new QLabel(this);
-    m_subtitle->setObjectName(QStringLiteral("subtitle"));
-    m_subtitle->setWordWrap(true);
-    QPalette quiet = m_subtitle->palette();
-    quiet.setColor(QPalette::WindowText, Theme::secondary(quiet));
-    m_subtitle->setPalette(quiet);
-    titles->addWidget(title);
-    titles->addWidget(m_subtitle);
-    header->addLayout(titles, 1);
+    const PageTitles titles = makePageTitles(this, Texts::title(Page::library));
+    m_subtitle = titles.subtitle;
+    header->addLayout(titles.layout, 1);
 
     // Buttons with texts of their own that run the shared commands.
     const auto commandButton = [this](const QString& name, Glyph glyph, const QString& text, QAction* command) {
@@ -868,27 +859,14 @@ LibraryPage::LibraryPage(AppContext& app, QWidget* parent)
     m_grid = new LibraryGrid(m_app, m_body);
     m_body->addWidget(m_grid);
 
-    m_dropHint = new QWidget(m_body);
+    const EmptyState hint = makeEmptyState(
+        m_body, Glyph::drop, tr("Drop photos or folders here"),
+        tr("JPEG, HEIC, PNG, TIFF and more. Velora keeps a copy, so you can tidy up the originals."));
+    m_dropHint = hint.widget;
     m_dropHint->setObjectName(QStringLiteral("dropHint"));
-    auto* hint = new QVBoxLayout(m_dropHint);
-    hint->addStretch(2);
-    auto* glyph = new QLabel(m_dropHint);
-    glyph->setPixmap(Icons::drawn(Glyph::drop).pixmap(QSize(56, 56), devicePixelRatioF(), QIcon::Disabled));
-    glyph->setAlignment(Qt::AlignCenter);
-    hint->addWidget(glyph);
-    auto* drop = new QLabel(tr("Drop photos or folders here"), m_dropHint);
-    drop->setObjectName(QStringLiteral("dropLine"));
-    drop->setFont(scaled(drop->font(), 1.25, QFont::DemiBold));
-    drop->setAlignment(Qt::AlignCenter);
-    hint->addWidget(drop);
-    auto* kinds = new QLabel(tr("JPEG, HEIC, PNG, TIFF and more. Velora keeps a copy, so you can tidy up the originals."), m_dropHint);
-    kinds->setObjectName(QStringLiteral("dropDetail"));
-    kinds->setWordWrap(true);
-    kinds->setAlignment(Qt::AlignCenter);
-    kinds->setPalette(quiet);
-    kinds->setMaximumWidth(440);
-    hint->addWidget(kinds, 0, Qt::AlignHCenter);
-    hint->addStretch(3);
+    hint.headline->setObjectName(QStringLiteral("dropLine"));
+    hint.detail->setObjectName(QStringLiteral("dropDetail"));
+    hint.layout->addStretch(3);
     m_body->addWidget(m_dropHint);
     layout->addWidget(m_body, 1);
 
