@@ -46,13 +46,6 @@ QList<QUuid> selectedInOrder(const Studio& studio)
     return ids;
 }
 
-QFont scaled(QFont f, qreal factor, QFont::Weight weight = QFont::Normal)
-{
-    f.setPointSizeF(f.pointSizeF() * factor);
-    f.setWeight(weight);
-    return f;
-}
-
 QToolButton* barButton(QWidget* parent, const QString& name, Glyph glyph, const QString& text)
 {
     auto* b = new QToolButton(parent);
@@ -169,7 +162,6 @@ void LibraryGrid::invalidateLayout()
 
 void LibraryGrid::layoutIfNeeded() const
 {
-    if (!model()) return;
     if (m_dirty || m_laidOutWidth != layoutWidth() || m_frames.size() != size_t(model()->rowCount()))
         const_cast<LibraryGrid*>(this)->relayout();
 }
@@ -479,7 +471,7 @@ void LibraryGrid::paintTile(QPainter& p, int row, qreal dpr)
     // The usage badge, bottom left: in how many pieces the photo is.
     const int usage = index.data(PhotoListModel::UsageRole).toInt();
     if (usage > 0 && frame.width() >= 60 && frame.height() >= 40) {
-        const QFont font = scaled(this->font(), 0.85, QFont::DemiBold);
+        const QFont font = scaledFont(this->font(), 0.85, QFont::DemiBold);
         const QFontMetricsF fm(font);
         const QString text = QString::number(usage);
         const qreal h = 20, symbol = 11;
@@ -742,7 +734,7 @@ SelectionBar::SelectionBar(AppContext& app, QWidget* parent)
     layout->setSpacing(6);
     m_count = new QLabel(this);
     m_count->setObjectName(QStringLiteral("selectionCount"));
-    m_count->setFont(scaled(font(), 1.0, QFont::DemiBold));
+    m_count->setFont(scaledFont(font(), 1.0, QFont::DemiBold));
     layout->addWidget(m_count);
     layout->addSpacing(6);
 

@@ -8,14 +8,12 @@
 
 namespace velora {
 
-namespace {
-QFont scaled(QFont f, qreal factor, QFont::Weight weight)
+QFont scaledFont(QFont f, qreal factor, QFont::Weight weight)
 {
     f.setPointSizeF(f.pointSizeF() * factor);
     f.setWeight(weight);
     return f;
 }
-} // namespace
 
 QPalette quietPalette(QPalette palette)
 {
@@ -28,7 +26,7 @@ PageTitles makePageTitles(QWidget* page, const QString& text)
     auto* layout = new QVBoxLayout;
     layout->setSpacing(2);
     auto* title = new QLabel(text, page);
-    title->setFont(scaled(title->font(), 1.6, QFont::Bold));
+    title->setFont(scaledFont(title->font(), 1.6, QFont::Bold));
     title->setAccessibleName(text);
     auto* subtitle = new QLabel(page);
     subtitle->setObjectName(QStringLiteral("subtitle"));
@@ -49,7 +47,7 @@ EmptyState makeEmptyState(QWidget* parent, Glyph glyph, const QString& headline,
     picture->setAlignment(Qt::AlignCenter);
     layout->addWidget(picture);
     auto* head = new QLabel(headline, widget);
-    head->setFont(scaled(head->font(), 1.25, QFont::DemiBold));
+    head->setFont(scaledFont(head->font(), 1.25, QFont::DemiBold));
     head->setAlignment(Qt::AlignCenter);
     layout->addWidget(head);
     auto* line = new QLabel(detail, widget);

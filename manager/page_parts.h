@@ -3,6 +3,7 @@
 // (a glyph, a headline and a line under it) that stands in for a page's content.
 #include "icons.h"
 
+#include <QFont>
 #include <QString>
 
 class QLabel;
@@ -11,6 +12,9 @@ class QVBoxLayout;
 class QWidget;
 
 namespace velora {
+
+// The font at `factor` times its size, with that weight.
+QFont scaledFont(QFont font, qreal factor, QFont::Weight weight = QFont::Normal);
 
 // The palette's text at the secondary strength, for lines that explain.
 QPalette quietPalette(QPalette palette);

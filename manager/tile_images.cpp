@@ -7,6 +7,7 @@
 #include <QMutex>
 #include <QMutexLocker>
 #include <QPainter>
+#include <QThread>
 
 #include <cstdlib>
 #include <deque>
