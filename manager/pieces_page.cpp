@@ -4,6 +4,7 @@
 #include "app_context.h"
 #include "icons.h"
 #include "models.h"
+#include "page_parts.h"
 #include "previews.h"
 #include "studio.h"
 #include "texts.h"
@@ -397,22 +398,9 @@ PiecesPage::PiecesPage(AppContext& app, QWidget* parent)
     layout->setSpacing(12);
 
     auto* header = new QHBoxLayout;
-    auto* titles = new QVBoxLayout;
-    titles->setSpacing(2);
-    auto* title = new QLabel(Texts::title(Page::pieces), this);
-    QFont big = title->font();
-    big.setPointSizeF(big.pointSizeF() * 1.6);
-    big.setWeight(QFont::Bold);
-    title->setFont(big);
-    title->setAccessibleName(Texts::title(Page::pieces));
-    m_subtitle = new QLabel(this);
-    m_subtitle->setObjectName(QStringLiteral("subtitle"));
-    QPalette quiet = m_subtitle->palette();
-    quiet.setColor(QPalette::WindowText, Theme::secondary(quiet));
-    m_subtitle->setPalette(quiet);
-    titles->addWidget(title);
-    titles->addWidget(m_subtitle);
-    header->addLayout(titles, 1);
+    const PageTitles titles = makePageTitles(this, Texts::title(Page::pieces));
+    m_subtitle = titles.subtitle;
+    header->addLayout(titles.layout, 1);
 
     const auto headerButton = [this](QAction* action, const QString& name) {
         auto* b = new QToolButton(this);
@@ -446,29 +434,13 @@ PiecesPage::PiecesPage(AppContext& app, QWidget* parent)
     m_body->addWidget(m_scroll);
 
     // Nothing yet: how to begin, and how to look around first.
-    m_empty = new QWidget(m_body);
+    const EmptyState emptyState = makeEmptyState(
+        m_body, Glyph::drop, tr("Put your first photos on the desktop"),
+        tr("Drop photos or folders here to make a piece of them, or choose New Piece…. "
+           "Velora keeps a copy of each photo, so pieces keep working if the originals move."));
+    m_empty = emptyState.widget;
     m_empty->setObjectName(QStringLiteral("emptyState"));
-    auto* empty = new QVBoxLayout(m_empty);
-    empty->addStretch(2);
-    auto* glyph = new QLabel(m_empty);
-    glyph->setPixmap(Icons::drawn(Glyph::drop).pixmap(QSize(56, 56), devicePixelRatioF(), QIcon::Disabled));
-    glyph->setAlignment(Qt::AlignCenter);
-    empty->addWidget(glyph);
-    auto* invite = new QLabel(tr("Put your first photos on the desktop"), m_empty);
-    QFont inviteFont = invite->font();
-    inviteFont.setPointSizeF(inviteFont.pointSizeF() * 1.25);
-    inviteFont.setWeight(QFont::DemiBold);
-    invite->setFont(inviteFont);
-    invite->setAlignment(Qt::AlignCenter);
-    empty->addWidget(invite);
-    auto* hint = new QLabel(tr("Drop photos or folders here to make a piece of them, or choose New Piece…. "
-                               "Velora keeps a copy of each photo, so pieces keep working if the originals move."),
-                            m_empty);
-    hint->setWordWrap(true);
-    hint->setAlignment(Qt::AlignCenter);
-    hint->setPalette(quiet);
-    hint->setMaximumWidth(440);
-    empty->addWidget(hint, 0, Qt::AlignHCenter);
+    QVBoxLayout* empty = emptyState.layout;
     auto* start = new QToolButton(m_empty);
     start->setObjectName(QStringLiteral("emptyNewPiece"));
     start->setDefaultAction(m_app.actions.newPiece);
@@ -480,7 +452,7 @@ PiecesPage::PiecesPage(AppContext& app, QWidget* parent)
                             m_empty);
     demo->setWordWrap(true);
     demo->setAlignment(Qt::AlignCenter);
-    demo->setPalette(quiet);
+    demo->setPalette(quietPalette(demo->palette()));
     demo->setFont(smaller(demo->font()));
     demo->setMaximumWidth(440);
     empty->addSpacing(18);

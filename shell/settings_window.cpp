@@ -150,7 +150,7 @@ QWidget* SettingsWindow::makeGeneral()
     connect(m_frame, &QComboBox::activated, this, [this](int i) {
         if (i >= 0 && i < int(allFrameStyles.size())) m_app.studio.setDefaultFrame(allFrameStyles[std::size_t(i)]);
     });
-    connect(m_reveal, &QPushButton::clicked, this, [] { FileManager::reveal(Storage::root()); });
+    connect(m_reveal, &QPushButton::clicked, this, [] { FileManager::showItem(Storage::root()); });
     return scroll;
 }
 

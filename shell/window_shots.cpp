@@ -2,6 +2,7 @@
 
 #include "application.h"
 #include "inspector.h"
+#include "library_page.h"
 #include "manager_window.h"
 #include "pieces_page.h"
 #include "studio.h"
@@ -34,6 +35,7 @@ QImage grab(ManagerMainWindow* window)
     window->view()->piecesPage()->grid()->renderPending();
     window->view()->stylesPage()->renderPending();
     window->view()->inspectorColumn()->inspector()->editor()->thumbnails().waitForLoads();
+    window->view()->libraryPage()->grid()->images().waitForIdle();
     settle(30);
     return window->grab().toImage();
 }

@@ -61,16 +61,16 @@ std::optional<QImage> load(const QString& key)
 }
 } // namespace
 
-std::optional<QImage> ImageCache::image(const Photo& photo, bool small)
+std::optional<QImage> ImageCache::image(const Photo& photo, bool small, bool keep)
 {
     const QString& key = small ? photo.thumbName : photo.fileName;
     if (auto hit = d->find(key)) return hit;
     if (auto loaded = load(key)) {
-        d->insert(key, *loaded);
+        if (keep) d->insert(key, *loaded);
         return loaded;
     }
     if (small) return std::nullopt;
-    return image(photo, true);
+    return image(photo, true, keep);
 }
 
 qsizetype ImageCache::bytes() const

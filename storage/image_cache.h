@@ -14,8 +14,10 @@ public:
     static ImageCache& shared();
 
     // small: the thumbnail; otherwise the full copy, falling back to the thumbnail (never the
-    // other way round). Failed loads are not remembered.
-    std::optional<QImage> image(const Photo& photo, bool small);
+    // other way round). Failed loads are not remembered. keep false serves what the cache holds
+    // but leaves a fresh load out of it: for readers that keep their own smaller copy (the
+    // library grid), so that leafing through many photos doesn't fill the cache with them.
+    std::optional<QImage> image(const Photo& photo, bool small, bool keep = true);
 
     // Holds an image made in memory under a key that names no library file ("memory:…"), for the
     // life of the process: painted samples that never touch the disk. clear() leaves it.

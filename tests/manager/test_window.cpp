@@ -10,7 +10,7 @@
 #include "manager_window.h"
 #include "models.h"
 #include "pieces_page.h"
-#include "placeholder_pages.h"
+#include "library_page.h"
 #include "styles_page.h"
 #include "previews.h"
 #include "settings.h"
