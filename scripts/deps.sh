@@ -9,6 +9,7 @@ packages=(
   libxcb1-dev libx11-dev libx11-xcb-dev
   xvfb xauth openbox x11-utils xdotool imagemagick
   fonts-dejavu-core
+  libqt6sql6-sqlite
 )
 
 missing=()

@@ -1,0 +1,216 @@
+#include "catalog_source.h"
+#if !defined(Q_OS_MACOS)
+#include "pictures_source.h"
+#include "shotwell_source.h"
+#endif
+
+#include "image_decoder.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QLocale>
+#include <QStandardPaths>
+#include <QTransform>
+
+// GLib names a struct member "signals", which Qt defines as a macro.
+#pragma push_macro("signals")
+#undef signals
+#include <vips/vips.h>
+#pragma pop_macro("signals")
+
+#include <algorithm>
+
+namespace velora {
+
+namespace PhotoFiles {
+
+namespace {
+
+// EXIF orientation n as the linear map from stored pixels to the upright picture, in y-down
+// coordinates: x' = a x + b y, y' = c x + d y.
+struct Map {
+    int a, b, c, d;
+};
+
+Map mapOf(int orientation)
+{
+    switch (orientation) {
+    case 2: return {-1, 0, 0, 1};  // mirrored left-right
+    case 3: return {-1, 0, 0, -1}; // half turn
+    case 4: return {1, 0, 0, -1};  // mirrored top-bottom
+    case 5: return {0, 1, 1, 0};   // transposed
+    case 6: return {0, -1, 1, 0};  // quarter turn clockwise
+    case 7: return {0, -1, -1, 0}; // transversed
+    case 8: return {0, 1, -1, 0};  // quarter turn anticlockwise
+    default: return {1, 0, 0, 1};
+    }
+}
+
+Map multiply(const Map& l, const Map& r)
+{
+    return {l.a * r.a + l.b * r.c, l.a * r.b + l.b * r.d, l.c * r.a + l.d * r.c, l.c * r.b + l.d * r.d};
+}
+
+// The maps are orthogonal: the inverse is the transpose.
+Map inverse(const Map& m) { return {m.a, m.c, m.b, m.d}; }
+
+QString lowerFileName(const QString& path) { return QFileInfo(path).fileName().toLower(); }
+
+} // namespace
+
+QImage reorient(const QImage& upright, int from, int to)
+{
+    if (from < 1 || from > 8) from = 1;
+    if (to < 1 || to > 8 || from == to) return upright;
+    const Map m = multiply(mapOf(to), inverse(mapOf(from)));
+    // QTransform works on row vectors: x' = m11 x + m21 y, y' = m12 x + m22 y.
+    // Mirrors by a transposition come back with alpha; the pixels are only moved, so the format stays.
+    return upright.transformed(QTransform(m.a, m.c, m.b, m.d, 0, 0)).convertToFormat(upright.format());
+}
+
+int fileOrientation(const QString& path)
+{
+    if (!ImageDecoder::initialize()) return 1;
+    const QByteArray name = QFile::encodeName(path);
+    VipsImage* image = vips_image_new_from_file(name.constData(), "access", VIPS_ACCESS_SEQUENTIAL, nullptr);
+    if (!image) {
+        vips_error_clear();
+        return 1;
+    }
+    int orientation = 1;
+    if (vips_image_get_typeof(image, VIPS_META_ORIENTATION) &&
+        vips_image_get_int(image, VIPS_META_ORIENTATION, &orientation) != 0) {
+        vips_error_clear();
+        orientation = 1;
+    }
+    g_object_unref(image);
+    return orientation >= 1 && orientation <= 8 ? orientation : 1;
+}
+
+std::optional<QImage> image(const QString& path, int orientation, int longestSide)
+{
+    std::optional<QImage> decoded = ImageDecoder::decode(path, longestSide);
+    if (!decoded || orientation == 0) return decoded;
+    const int own = fileOrientation(path);
+    if (own == orientation) return decoded;
+    return reorient(*decoded, own, orientation);
+}
+
+bool looksLikeScreenshot(const QString& path)
+{
+    static const char* const prefixes[] = {"screenshot", "screen shot", "scrot", "bildschirmfoto",
+                                           "captura de pantalla", "capture d\xe2\x80\x99\xc3\xa9" "cran",
+                                           "capture d'\xc3\xa9" "cran", "schermafbeelding", "snapshot_"};
+    const QString name = lowerFileName(path);
+    for (const char* prefix : prefixes)
+        if (name.startsWith(QString::fromUtf8(prefix))) return true;
+    const QStringList folders = QFileInfo(path).path().split(QLatin1Char('/'), Qt::SkipEmptyParts);
+    return std::any_of(folders.begin(), folders.end(),
+                       [](const QString& f) { return f.compare(QLatin1String("Screenshots"), Qt::CaseInsensitive) == 0; });
+}
+
+bool isPanorama(qint64 width, qint64 height)
+{
+    if (width <= 0 || height <= 0) return false;
+    return std::max(width, height) >= 2 * std::min(width, height);
+}
+
+} // namespace PhotoFiles
+
+// --- catalog --------------------------------------------------------------------------------
+
+void Catalog::add(const PhotoCollection& collection, const std::function<bool(int)>& keep)
+{
+    Entry entry{collection, {}};
+    for (int row = 0; row < assets.size(); ++row)
+        if (keep(row)) entry.rows.append(row);
+    entries.append(std::move(entry));
+}
+
+const Catalog* CatalogSource::catalog() const
+{
+    if (!m_read) {
+        m_read = true;
+        m_catalog = read(m_problem);
+        if (m_catalog)
+            for (int i = 0; i < m_catalog->entries.size(); ++i) m_entryIndex.insert(m_catalog->entries[i].collection.id, i);
+    }
+    return m_catalog ? &*m_catalog : nullptr;
+}
+
+PhotoAccess CatalogSource::access() const { return catalog() ? PhotoAccess::authorized : PhotoAccess::denied; }
+
+QString CatalogSource::problem() const
+{
+    catalog();
+    return m_problem;
+}
+
+QList<PhotoCollection> CatalogSource::collections() const
+{
+    QList<PhotoCollection> out;
+    if (const Catalog* c = catalog())
+        for (const Catalog::Entry& e : c->entries) out.append(e.collection);
+    return out;
+}
+
+int CatalogSource::count(const PhotoCollection& collection) const
+{
+    const Catalog* c = catalog();
+    const auto it = m_entryIndex.constFind(collection.id);
+    return c && it != m_entryIndex.constEnd() ? int(c->entries[*it].rows.size()) : 0;
+}
+
+QList<PhotoAsset> CatalogSource::assets(const PhotoCollection& collection, int limit) const
+{
+    QList<PhotoAsset> out;
+    const Catalog* c = catalog();
+    const auto it = m_entryIndex.constFind(collection.id);
+    if (!c || it == m_entryIndex.constEnd()) return out;
+    const QList<int>& rows = c->entries[*it].rows;
+    const qsizetype n = std::min<qsizetype>(rows.size(), std::max(limit, 0));
+    out.reserve(n);
+    for (qsizetype i = 0; i < n; ++i) out.append(c->assets[rows[i]]);
+    return out;
+}
+
+std::optional<QImage> CatalogSource::image(const PhotoAsset& asset, int longestSide) const
+{
+    return PhotoFiles::image(asset.path, asset.orientation, longestSide);
+}
+
+QString mediumDate(const QDate& date)
+{
+    QString format = QLocale().dateFormat(QLocale::LongFormat);
+    format.remove(QStringLiteral("dddd, ")).remove(QStringLiteral("dddd "));
+    format.replace(QStringLiteral("MMMM"), QStringLiteral("MMM"));
+    return QLocale().toString(date, format);
+}
+
+// --- discovery ------------------------------------------------------------------------------
+
+SourcePlaces defaultSourcePlaces()
+{
+    SourcePlaces places;
+    places.dataHome = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+    places.picturesDir = QStandardPaths::writableLocation(QStandardPaths::PicturesLocation);
+    if (places.picturesDir.isEmpty() || places.picturesDir == QDir::homePath())
+        places.picturesDir = QDir::home().filePath(QStringLiteral("Pictures"));
+    return places;
+}
+
+#if !defined(Q_OS_MACOS)
+PhotoSources discoverPhotoSources(const SourcePlaces& places)
+{
+    PhotoSources sources;
+    if (!places.dataHome.isEmpty()) {
+        const QString db = ShotwellSource::databaseIn(places.dataHome);
+        if (QFileInfo::exists(db)) sources.append(std::make_shared<ShotwellSource>(db));
+    }
+    if (!places.picturesDir.isEmpty() && QFileInfo(places.picturesDir).isDir())
+        sources.append(std::make_shared<PicturesSource>(places.picturesDir));
+    return sources;
+}
+#endif
+
+} // namespace velora

@@ -1,0 +1,219 @@
+#include "shotwell_source.h"
+
+#include "image_store.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QUuid>
+
+#include <algorithm>
+
+namespace velora {
+
+namespace {
+
+constexpr qint64 recentSeconds = 30 * 24 * 3600;
+
+struct Row {
+    qint64 id = 0;
+    QString path;
+    qint64 width = 0, height = 0;
+    qint64 sortTime = 0;   // exposure, else file time
+    qint64 exposure = 0;
+    qint64 imported = 0;
+    int orientation = 1;
+    qint64 event = -1;
+    qint64 flags = 0;
+    int rating = 0;
+};
+
+QString tr(const char* text) { return QCoreApplication::translate("velora::ShotwellSource", text); }
+
+// One private connection per read, closed before returning; the name is unique so several
+// sources (and threads) never share one.
+class Connection {
+public:
+    explicit Connection(const QString& path)
+        : m_name(QStringLiteral("velora-shotwell-") + QUuid::createUuid().toString(QUuid::WithoutBraces))
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_name);
+        // Read-only through a URI, so SQLite never creates a journal beside Shotwell's file; a short
+        // wait rides out Shotwell's own brief writes, a longer lock counts as unreadable.
+        QString uri = QUrl::fromLocalFile(path).toString(QUrl::FullyEncoded);
+        db.setDatabaseName(uri + QStringLiteral("?mode=ro"));
+        db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_READONLY;QSQLITE_OPEN_URI;QSQLITE_BUSY_TIMEOUT=1000"));
+        m_ok = db.open();
+    }
+    ~Connection()
+    {
+        {
+            QSqlDatabase db = QSqlDatabase::database(m_name, false);
+            if (db.isOpen()) db.close();
+        }
+        QSqlDatabase::removeDatabase(m_name);
+    }
+    bool ok() const { return m_ok; }
+    QSqlDatabase db() const { return QSqlDatabase::database(m_name, false); }
+
+private:
+    QString m_name;
+    bool m_ok = false;
+};
+
+// "thumb0000000000000012" -> 18; videos ("video-…") and anything else -> nothing.
+std::optional<qint64> photoIdOfSourceId(QStringView sourceId)
+{
+    sourceId = sourceId.trimmed();
+    if (!sourceId.startsWith(u"thumb")) return std::nullopt;
+    bool ok = false;
+    const qint64 id = sourceId.mid(5).toLongLong(&ok, 16);
+    return ok ? std::optional<qint64>(id) : std::nullopt;
+}
+
+} // namespace
+
+ShotwellSource::ShotwellSource(QString databasePath) : m_path(std::move(databasePath)) {}
+
+QString ShotwellSource::databaseIn(const QString& dataHome)
+{
+    return QDir(dataHome).filePath(QStringLiteral("shotwell/data/photo.db"));
+}
+
+QString ShotwellSource::name() const { return QStringLiteral("Shotwell"); }
+
+std::optional<Catalog> ShotwellSource::read(QString& problem) const
+{
+    const QString unreadable = tr("Shotwell’s library couldn’t be read. It may be busy or damaged; nothing was changed.");
+    if (!QFileInfo(m_path).isReadable()) {
+        problem = tr("Shotwell’s library can’t be opened: Velora isn’t allowed to read it.");
+        return std::nullopt;
+    }
+    Connection connection(m_path);
+    if (!connection.ok()) {
+        problem = unreadable;
+        return std::nullopt;
+    }
+    QSqlDatabase db = connection.db();
+
+    // Everything in one read transaction, so Shotwell writing meanwhile can't give a torn picture.
+    QList<Row> rows;
+    QHash<qint64, QString> eventNames;
+    QList<std::pair<QString, QString>> tags; // name, photo_id_list
+    {
+        QSqlQuery q(db);
+        q.setForwardOnly(true);
+        bool ok = q.exec(QStringLiteral("BEGIN")) &&
+                  q.exec(QStringLiteral("SELECT id, filename, width, height, exposure_time, timestamp, time_created, "
+                                        "orientation, event_id, flags, rating FROM PhotoTable"));
+        while (ok && q.next()) {
+            Row r;
+            r.id = q.value(0).toLongLong();
+            r.path = q.value(1).toString();
+            r.width = q.value(2).toLongLong();
+            r.height = q.value(3).toLongLong();
+            r.exposure = q.value(4).toLongLong();
+            r.sortTime = r.exposure > 0 ? r.exposure : q.value(5).toLongLong();
+            r.imported = q.value(6).toLongLong();
+            r.orientation = q.value(7).isNull() ? 1 : q.value(7).toInt();
+            r.event = q.value(8).isNull() ? -1 : q.value(8).toLongLong();
+            r.flags = q.value(9).toLongLong();
+            r.rating = q.value(10).toInt();
+            // Rejected, hidden, trashed and missing photos are not offered, nor formats we can't read.
+            if (r.rating == ratingRejected || (r.flags & (flagHidden | flagTrash | flagOffline))) continue;
+            if (!ImageStore::isImageType(r.path)) continue;
+            rows.append(std::move(r));
+        }
+        ok = ok && !q.lastError().isValid() && q.exec(QStringLiteral("SELECT id, name FROM EventTable"));
+        while (ok && q.next()) eventNames.insert(q.value(0).toLongLong(), q.value(1).toString());
+        ok = ok && !q.lastError().isValid() && q.exec(QStringLiteral("SELECT name, photo_id_list FROM TagTable"));
+        while (ok && q.next()) tags.append({q.value(0).toString(), q.value(1).toString()});
+        ok = ok && !q.lastError().isValid();
+        q.exec(QStringLiteral("ROLLBACK"));
+        if (!ok) {
+            problem = unreadable;
+            return std::nullopt;
+        }
+    }
+
+    std::stable_sort(rows.begin(), rows.end(), [](const Row& a, const Row& b) {
+        return a.sortTime != b.sortTime ? a.sortTime > b.sortTime : a.id > b.id;
+    });
+
+    Catalog catalog;
+    catalog.assets.reserve(rows.size());
+    QHash<qint64, int> rowOfId;
+    for (const Row& r : rows) {
+        PhotoAsset a;
+        a.id = QStringLiteral("shotwell:%1").arg(r.id);
+        a.fileName = QFileInfo(r.path).fileName();
+        if (r.exposure > 0) a.created = QDateTime::fromSecsSinceEpoch(r.exposure);
+        a.path = r.path;
+        a.orientation = std::clamp(r.orientation, 1, 8);
+        rowOfId.insert(r.id, int(catalog.assets.size()));
+        catalog.assets.append(std::move(a));
+    }
+
+    const qint64 now = QDateTime::currentSecsSinceEpoch();
+    const auto smart = [](const char* id, const char* title, AlbumKind kind) {
+        return PhotoCollection{QStringLiteral("shotwell:") + QLatin1String(id), tr(title), kind};
+    };
+    catalog.add(smart("all", "All Photos", AlbumKind::allPhotos), [](int) { return true; });
+    catalog.add(smart("favorites", "Favorites", AlbumKind::favorites),
+                [&](int i) { return (rows[i].flags & flagFlagged) || rows[i].rating == 5; });
+    catalog.add(smart("recent", "Recently Added", AlbumKind::recentlyAdded),
+                [&](int i) { return rows[i].imported > now - recentSeconds; });
+    catalog.add(smart("panoramas", "Panoramas", AlbumKind::panoramas),
+                [&](int i) { return PhotoFiles::isPanorama(rows[i].width, rows[i].height); });
+    catalog.add(smart("screenshots", "Screenshots", AlbumKind::screenshots),
+                [&](int i) { return PhotoFiles::looksLikeScreenshot(rows[i].path); });
+
+    // Events, newest first as Shotwell lists them, named by their name or else their first day.
+    struct EventSpan {
+        qint64 id, newest, oldest;
+    };
+    QHash<qint64, EventSpan> spans;
+    for (const Row& r : rows) {
+        if (r.event < 0) continue;
+        auto it = spans.find(r.event);
+        if (it == spans.end())
+            spans.insert(r.event, {r.event, r.sortTime, r.sortTime});
+        else
+            it->oldest = std::min(it->oldest, r.sortTime), it->newest = std::max(it->newest, r.sortTime);
+    }
+    QList<EventSpan> events = spans.values();
+    std::sort(events.begin(), events.end(), [](const EventSpan& a, const EventSpan& b) {
+        return a.newest != b.newest ? a.newest > b.newest : a.id > b.id;
+    });
+    for (const EventSpan& e : events) {
+        QString title = eventNames.value(e.id).trimmed();
+        if (title.isEmpty() && e.oldest > 0) title = mediumDate(QDateTime::fromSecsSinceEpoch(e.oldest).date());
+        const qint64 id = e.id;
+        catalog.add({QStringLiteral("shotwell:event:%1").arg(id), title, AlbumKind::user},
+                    [&rows, id](int i) { return rows[i].event == id; });
+    }
+
+    // Tags in name order; hierarchical tags ("/Trips/Alps") are shown by their last part.
+    std::sort(tags.begin(), tags.end(), [](const auto& a, const auto& b) {
+        return QString::compare(a.first, b.first, Qt::CaseInsensitive) < 0;
+    });
+    for (const auto& [tagName, idList] : tags) {
+        Catalog::Entry entry;
+        entry.collection = {QStringLiteral("shotwell:tag:") + tagName, tagName.section(QLatin1Char('/'), -1, -1, QString::SectionSkipEmpty),
+                            AlbumKind::user};
+        for (QStringView sourceId : QStringView(idList).split(u',', Qt::SkipEmptyParts)) {
+            const auto id = photoIdOfSourceId(sourceId);
+            const auto it = id ? rowOfId.constFind(*id) : rowOfId.constEnd();
+            if (it != rowOfId.constEnd()) entry.rows.append(*it);
+        }
+        std::sort(entry.rows.begin(), entry.rows.end());
+        entry.rows.erase(std::unique(entry.rows.begin(), entry.rows.end()), entry.rows.end());
+        catalog.entries.append(std::move(entry));
+    }
+    return catalog;
+}
+
+} // namespace velora
