@@ -10,7 +10,7 @@ if [ ! -f "$build/build.ninja" ]; then
   cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DVELORA_BENCH=ON -DVELORA_TESTS=OFF >/dev/null
 fi
 which=("${1:-all}")
-[ "${which[0]}" = all ] && which=(import render desktop)
+[ "${which[0]}" = all ] && which=(import render desktop photos)
 [ $# -gt 0 ] && shift
 targets=()
 for b in "${which[@]}"; do targets+=("bench_$b"); done

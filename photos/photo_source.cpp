@@ -54,8 +54,6 @@ Map multiply(const Map& l, const Map& r)
 // The maps are orthogonal: the inverse is the transpose.
 Map inverse(const Map& m) { return {m.a, m.c, m.b, m.d}; }
 
-QString lowerFileName(const QString& path) { return QFileInfo(path).fileName().toLower(); }
-
 } // namespace
 
 QImage reorient(const QImage& upright, int from, int to)
@@ -98,15 +96,25 @@ std::optional<QImage> image(const QString& path, int orientation, int longestSid
 
 bool looksLikeScreenshot(const QString& path)
 {
-    static const char* const prefixes[] = {"screenshot", "screen shot", "scrot", "bildschirmfoto",
-                                           "captura de pantalla", "capture d\xe2\x80\x99\xc3\xa9" "cran",
-                                           "capture d'\xc3\xa9" "cran", "schermafbeelding", "snapshot_"};
-    const QString name = lowerFileName(path);
-    for (const char* prefix : prefixes)
-        if (name.startsWith(QString::fromUtf8(prefix))) return true;
-    const QStringList folders = QFileInfo(path).path().split(QLatin1Char('/'), Qt::SkipEmptyParts);
-    return std::any_of(folders.begin(), folders.end(),
-                       [](const QString& f) { return f.compare(QLatin1String("Screenshots"), Qt::CaseInsensitive) == 0; });
+    // Called for every photo of a library: no QFileInfo, no splitting.
+    static const QStringList prefixes = {
+        QStringLiteral("screenshot"),          QStringLiteral("screen shot"),
+        QStringLiteral("scrot"),               QStringLiteral("bildschirmfoto"),
+        QStringLiteral("captura de pantalla"), QString::fromUtf8("capture d\xe2\x80\x99\xc3\xa9" "cran"),
+        QString::fromUtf8("capture d'\xc3\xa9" "cran"), QStringLiteral("schermafbeelding"),
+        QStringLiteral("snapshot_")};
+    const qsizetype slash = path.lastIndexOf(QLatin1Char('/'));
+    const QStringView name = QStringView(path).mid(slash + 1);
+    for (const QString& prefix : prefixes)
+        if (name.startsWith(prefix, Qt::CaseInsensitive)) return true;
+    const QStringView folders = QStringView(path).left(std::max<qsizetype>(slash, 0));
+    constexpr QLatin1StringView folder("screenshots");
+    for (qsizetype at = folders.indexOf(folder, 0, Qt::CaseInsensitive); at >= 0;
+         at = folders.indexOf(folder, at + 1, Qt::CaseInsensitive)) {
+        const qsizetype end = at + folder.size();
+        if ((at == 0 || folders[at - 1] == u'/') && (end == folders.size() || folders[end] == u'/')) return true;
+    }
+    return false;
 }
 
 bool isPanorama(qint64 width, qint64 height)
@@ -193,6 +201,7 @@ SourcePlaces defaultSourcePlaces()
 {
     SourcePlaces places;
     places.dataHome = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+    places.cacheHome = QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation);
     places.picturesDir = QStandardPaths::writableLocation(QStandardPaths::PicturesLocation);
     if (places.picturesDir.isEmpty() || places.picturesDir == QDir::homePath())
         places.picturesDir = QDir::home().filePath(QStringLiteral("Pictures"));
@@ -205,7 +214,9 @@ PhotoSources discoverPhotoSources(const SourcePlaces& places)
     PhotoSources sources;
     if (!places.dataHome.isEmpty()) {
         const QString db = ShotwellSource::databaseIn(places.dataHome);
-        if (QFileInfo::exists(db)) sources.append(std::make_shared<ShotwellSource>(db));
+        if (QFileInfo::exists(db))
+            sources.append(std::make_shared<ShotwellSource>(
+                db, places.cacheHome.isEmpty() ? QString() : ShotwellSource::thumbnailsIn(places.cacheHome)));
     }
     if (!places.picturesDir.isEmpty() && QFileInfo(places.picturesDir).isDir())
         sources.append(std::make_shared<PicturesSource>(places.picturesDir));

@@ -81,6 +81,7 @@ bool isPanorama(qint64 width, qint64 height);
 // given (the usual XDG places when empty); macOS has the system photo library.
 struct SourcePlaces {
     QString dataHome;    // $XDG_DATA_HOME
+    QString cacheHome;   // $XDG_CACHE_HOME
     QString picturesDir; // $XDG_PICTURES_DIR, else ~/Pictures
 };
 SourcePlaces defaultSourcePlaces();

@@ -188,7 +188,7 @@ QString PhotosBridge::titleFor(const PhotoAsset& asset)
         const qsizetype dot = name.lastIndexOf(QLatin1Char('.'));
         return dot > 0 ? name.left(dot) : name;
     }
-    if (asset.created && asset.created->isValid()) return mediumDate(asset.created->date());
+    if (asset.created && asset.created->isValid()) return mediumDate(asset.created->toLocalTime().date());
     return tr("Photo");
 }
 

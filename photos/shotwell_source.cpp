@@ -5,6 +5,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
+#include <QImageReader>
 #include <QSqlDatabase>
 #include <QSqlError>
 #include <QSqlQuery>
@@ -76,7 +77,40 @@ std::optional<qint64> photoIdOfSourceId(QStringView sourceId)
 
 } // namespace
 
-ShotwellSource::ShotwellSource(QString databasePath) : m_path(std::move(databasePath)) {}
+ShotwellSource::ShotwellSource(QString databasePath, QString thumbnailDir)
+    : m_path(std::move(databasePath)), m_thumbnails(std::move(thumbnailDir))
+{
+}
+
+QString ShotwellSource::thumbnailsIn(const QString& cacheHome)
+{
+    return QDir(cacheHome).filePath(QStringLiteral("shotwell/thumbs/thumbs360"));
+}
+
+std::optional<QImage> ShotwellSource::image(const PhotoAsset& asset, int longestSide) const
+{
+    // Shotwell keeps every photo as a small upright JPEG: a grid thumbnail from there costs a
+    // millisecond instead of decoding a camera file. Missing or unreadable: the original it is.
+    if (longestSide <= thumbnailSide && !m_thumbnails.isEmpty()) {
+        bool ok = false;
+        const qint64 id = QStringView(asset.id).mid(QStringLiteral("shotwell:").size()).toLongLong(&ok);
+        if (ok) {
+            const QString cached = m_thumbnails + QStringLiteral("/thumb%1.jpg").arg(id, 16, 16, QLatin1Char('0'));
+            // Shotwell wrote these small JPEGs itself: Qt's reader takes one in half a millisecond,
+            // where setting up our decoder's pipeline costs more than the pixels. Anything larger
+            // than a thumbnail is not one, and goes the long way.
+            QImageReader reader(cached);
+            const QSize size = reader.size();
+            if (size.isValid() && std::max(size.width(), size.height()) <= 2 * thumbnailSide) {
+                if (std::max(size.width(), size.height()) > longestSide)
+                    reader.setScaledSize(size.scaled(longestSide, longestSide, Qt::KeepAspectRatio));
+                const QImage thumb = reader.read();
+                if (!thumb.isNull()) return thumb.convertToFormat(QImage::Format_RGB32);
+            }
+        }
+    }
+    return CatalogSource::image(asset, longestSide);
+}
 
 QString ShotwellSource::databaseIn(const QString& dataHome)
 {
@@ -124,7 +158,7 @@ std::optional<Catalog> ShotwellSource::read(QString& problem) const
             r.rating = q.value(10).toInt();
             // Rejected, hidden, trashed and missing photos are not offered, nor formats we can't read.
             if (r.rating == ratingRejected || (r.flags & (flagHidden | flagTrash | flagOffline))) continue;
-            if (!ImageStore::isImageType(r.path)) continue;
+            if (!ImageStore::isImageType(r.path.mid(r.path.lastIndexOf(QLatin1Char('/')) + 1))) continue;
             rows.append(std::move(r));
         }
         ok = ok && !q.lastError().isValid() && q.exec(QStringLiteral("SELECT id, name FROM EventTable"));
@@ -149,8 +183,9 @@ std::optional<Catalog> ShotwellSource::read(QString& problem) const
     for (const Row& r : rows) {
         PhotoAsset a;
         a.id = QStringLiteral("shotwell:%1").arg(r.id);
-        a.fileName = QFileInfo(r.path).fileName();
-        if (r.exposure > 0) a.created = QDateTime::fromSecsSinceEpoch(r.exposure);
+        a.fileName = r.path.mid(r.path.lastIndexOf(QLatin1Char('/')) + 1);
+        // In UTC: a local-time conversion per photo asks the C library for the zone every time.
+        if (r.exposure > 0) a.created = QDateTime::fromSecsSinceEpoch(r.exposure, Qt::UTC);
         a.path = r.path;
         a.orientation = std::clamp(r.orientation, 1, 8);
         rowOfId.insert(r.id, int(catalog.assets.size()));
@@ -172,28 +207,27 @@ std::optional<Catalog> ShotwellSource::read(QString& problem) const
                 [&](int i) { return PhotoFiles::looksLikeScreenshot(rows[i].path); });
 
     // Events, newest first as Shotwell lists them, named by their name or else their first day.
-    struct EventSpan {
-        qint64 id, newest, oldest;
+    struct EventRows {
+        qint64 id = 0, newest = 0, oldest = 0;
+        QList<int> rows;
     };
-    QHash<qint64, EventSpan> spans;
-    for (const Row& r : rows) {
+    QHash<qint64, EventRows> byEvent;
+    for (int i = 0; i < rows.size(); ++i) {
+        const Row& r = rows[i];
         if (r.event < 0) continue;
-        auto it = spans.find(r.event);
-        if (it == spans.end())
-            spans.insert(r.event, {r.event, r.sortTime, r.sortTime});
-        else
-            it->oldest = std::min(it->oldest, r.sortTime), it->newest = std::max(it->newest, r.sortTime);
+        EventRows& e = byEvent[r.event];
+        if (e.rows.isEmpty()) e.id = r.event, e.newest = r.sortTime, e.oldest = r.sortTime;
+        e.oldest = std::min(e.oldest, r.sortTime);
+        e.rows.append(i);
     }
-    QList<EventSpan> events = spans.values();
-    std::sort(events.begin(), events.end(), [](const EventSpan& a, const EventSpan& b) {
+    QList<EventRows> events = byEvent.values();
+    std::sort(events.begin(), events.end(), [](const EventRows& a, const EventRows& b) {
         return a.newest != b.newest ? a.newest > b.newest : a.id > b.id;
     });
-    for (const EventSpan& e : events) {
+    for (EventRows& e : events) {
         QString title = eventNames.value(e.id).trimmed();
         if (title.isEmpty() && e.oldest > 0) title = mediumDate(QDateTime::fromSecsSinceEpoch(e.oldest).date());
-        const qint64 id = e.id;
-        catalog.add({QStringLiteral("shotwell:event:%1").arg(id), title, AlbumKind::user},
-                    [&rows, id](int i) { return rows[i].event == id; });
+        catalog.entries.append({{QStringLiteral("shotwell:event:%1").arg(e.id), title, AlbumKind::user}, std::move(e.rows)});
     }
 
     // Tags in name order; hierarchical tags ("/Trips/Alps") are shown by their last part.

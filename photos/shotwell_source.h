@@ -7,13 +7,18 @@ namespace velora {
 
 class ShotwellSource : public CatalogSource {
 public:
-    explicit ShotwellSource(QString databasePath);
+    // With Shotwell's own thumbnail folder, when known, grid thumbnails come from there.
+    explicit ShotwellSource(QString databasePath, QString thumbnailDir = {});
 
     // <dataHome>/shotwell/data/photo.db
     static QString databaseIn(const QString& dataHome);
+    // <cacheHome>/shotwell/thumbs/thumbs360: upright 360-pixel JPEGs named thumb<16 hex digits of the id>.jpg
+    static QString thumbnailsIn(const QString& cacheHome);
+    static constexpr int thumbnailSide = 360;
 
     QString name() const override;
     QString databasePath() const { return m_path; }
+    std::optional<QImage> image(const PhotoAsset& asset, int longestSide) const override;
 
     // Shotwell's photo flags and ratings, as its database stores them.
     static constexpr qint64 flagHidden = 0x01;
@@ -27,6 +32,7 @@ protected:
 
 private:
     QString m_path;
+    QString m_thumbnails;
 };
 
 } // namespace velora

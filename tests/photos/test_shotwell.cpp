@@ -333,16 +333,41 @@ private slots:
         QCOMPARE(readBytes(path), before);
     }
 
+    // Grid thumbnails come from Shotwell's own cache where it has one; the photo itself never does.
+    void thumbnailsFromShotwellsCache()
+    {
+        QTemporaryDir cache;
+        const QString thumbs = ShotwellSource::thumbnailsIn(cache.path());
+        QVERIFY(QDir().mkpath(thumbs));
+        QImage green(360, 240, QImage::Format_RGB32);
+        green.fill(QColor(20, 200, 40));
+        QVERIFY(green.save(thumbs + "/thumb00000000000003e9.jpg")); // photo 1001
+        QVERIFY(writeBytes(thumbs + "/thumb00000000000003ea.jpg", "not a JPEG")); // photo 1002
+        ShotwellSource source(m_fixture->databasePath(), thumbs);
+        PhotoAsset rotated, flagged;
+        for (const PhotoAsset& a : source.assets(source.collections().first(), 2000)) {
+            if (a.id == "shotwell:1001") rotated = a;
+            if (a.id == "shotwell:1002") flagged = a;
+        }
+        const auto thumb = source.image(rotated, PhotosBridge::thumbnailPixels);
+        QVERIFY(thumb);
+        QCOMPARE(thumb->size(), QSize(300, 200));
+        QVERIFY(qGreen(thumb->pixel(150, 100)) > 180);
+        // Bigger than Shotwell's thumbnails, or a broken one: the original, turned as recorded.
+        QCOMPARE(source.image(rotated, PhotosBridge::fullPixels)->size(), QSize(40, 60));
+        QCOMPARE(source.image(flagged, PhotosBridge::thumbnailPixels)->size(), QSize(60, 40));
+    }
+
     void discoveryFindsShotwellOnlyWhereItIs()
     {
         QTemporaryDir empty;
-        PhotoSources none = discoverPhotoSources({empty.path() + "/share", empty.path() + "/Pictures"});
+        PhotoSources none = discoverPhotoSources({empty.path() + "/share", empty.path() + "/cache", empty.path() + "/Pictures"});
         QVERIFY(none.isEmpty());
         PhotosBridge b(none);
         QVERIFY(!b.hasSources());
         QVERIFY(!b.authorized());
 
-        PhotoSources found = discoverPhotoSources({m_fixture->dataHome(), empty.path() + "/Pictures"});
+        PhotoSources found = discoverPhotoSources({m_fixture->dataHome(), empty.path() + "/cache", empty.path() + "/Pictures"});
         QCOMPARE(found.size(), 1);
         QCOMPARE(found.first()->name(), QString("Shotwell"));
     }
