@@ -305,6 +305,8 @@ public:
         setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
         setFrameShape(QFrame::NoFrame);
         setViewportMargins(padding, padding, padding, padding);
+        // The padding and the cells share the sheet's own background.
+        viewport()->setBackgroundRole(QPalette::Window);
         verticalScrollBar()->setSingleStep(24);
         connect(verticalScrollBar(), &QScrollBar::valueChanged, this, [this] { visibleChanged(); });
     }
@@ -524,7 +526,7 @@ void PhotosPickerSheet::buildBody()
     m_permissionMessage->setObjectName(QStringLiteral("permissionMessage"));
     m_permissionMessage->setWordWrap(true);
     m_permissionMessage->setAlignment(Qt::AlignCenter);
-    m_permissionMessage->setMaximumWidth(420);
+    m_permissionMessage->setFixedWidth(420);
     QPalette dim = m_permissionMessage->palette();
     dim.setColor(QPalette::WindowText, secondary(palette()));
     m_permissionMessage->setPalette(dim);
@@ -564,6 +566,13 @@ QString PhotosPickerSheet::importLabel() const
 }
 
 void PhotosPickerSheet::refreshBody()
+{
+    refreshPermission();
+    // Wrapped text inside the stack is not given its height by the layout on its own.
+    m_permissionMessage->setMinimumHeight(m_permissionMessage->heightForWidth(m_permissionMessage->width()));
+}
+
+void PhotosPickerSheet::refreshPermission()
 {
     if (m_bridge->authorized()) {
         m_body->setCurrentWidget(m_browser);

@@ -52,6 +52,7 @@ private:
     void buildHeader();
     void buildBody();
     void refreshBody();
+    void refreshPermission();
     void refreshHeader();
     void syncAlbumSelection();
     void runImport();

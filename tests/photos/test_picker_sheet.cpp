@@ -9,6 +9,7 @@
 #include "studio.h"
 #include "testing.h"
 
+#include <QDir>
 #include <QLabel>
 #include <QListView>
 #include <QPushButton>
@@ -34,6 +35,7 @@ class TestPickerSheet : public QObject {
     QTemporaryDir m_dir;
     std::unique_ptr<ShotwellFixture> m_fixture;
     QWidget m_window;
+    qsizetype m_storedBefore = 0;
 
     PhotosPickerSheet* present(Studio& studio, PhotoSources sources)
     {
@@ -68,6 +70,7 @@ private slots:
         m_window.show();
     }
 
+    void init() { m_storedBefore = QDir(Storage::photosDir()).entryList({"*-s.jpg"}, QDir::Files).size(); }
     void cleanup() { QTRY_VERIFY(!PhotosPickerSheet::current()); }
 
     // Ticking by click and Space, the button's labels, Return imports and closes with the message.
@@ -129,6 +132,23 @@ private slots:
         QTest::keyClick(sheet, Qt::Key_Return);
         QTRY_VERIFY(!PhotosPickerSheet::current());
         QVERIFY(!studio.importMessage());
+    }
+
+    // Cancel while importing: the photo being stored is kept and appended, then the sheet closes.
+    void cancelDuringImportKeepsWhatWasStored()
+    {
+        Studio studio;
+        PhotosPickerSheet* sheet = presentShotwell(studio);
+        for (int row = 0; row < 6; ++row) click(sheet, row);
+        QTest::keyClick(sheet, Qt::Key_Return);
+        QVERIFY(sheet->bridge()->importing());
+        QTest::keyClick(sheet, Qt::Key_Escape);
+        QCOMPARE(PhotosPickerSheet::current(), sheet);
+        QTRY_VERIFY_WITH_TIMEOUT(!PhotosPickerSheet::current(), 30000);
+        QVERIFY(studio.photos().size() >= 1 && studio.photos().size() < 6);
+        QCOMPARE(QDir(Storage::photosDir()).entryList({"*-s.jpg"}, QDir::Files).size() - m_storedBefore,
+                 studio.photos().size());
+        QVERIFY(!studio.showPhotosPicker());
     }
 
     void neverTwiceAtOnce()

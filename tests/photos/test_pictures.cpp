@@ -14,7 +14,7 @@ using namespace velora;
 namespace {
 
 // A Pictures tree: files with their ages in days (file times), a panorama, a screenshot, a hidden
-// folder, a folder without photos, a text file and some hostile names.
+// folder, a folder without photos, a text file, a link loop and some hostile names.
 struct Tree {
     QTemporaryDir dir;
     QString root() const { return dir.path() + "/Pictures"; }
@@ -36,7 +36,8 @@ struct Tree {
                add("Screenshots/Screenshot from 2024-05-01.png", 3) && add("wide.jpg", 5, {200, 60}) &&
                add(".cache/thumb.jpg", 0) && add("Trips/Alps/../../dots..jpg", 7) &&
                add("Trips/Alps/new\nline.jpg", 8) && add("Trips/Alps/-rf *.jpg", 9) &&
-               QDir().mkpath(root() + "/Empty") && samples::writeBytes(root() + "/notes.txt", "not a photo");
+               QDir().mkpath(root() + "/Empty") && samples::writeBytes(root() + "/notes.txt", "not a photo") &&
+               QFile::link(root(), root() + "/Trips/loop"); // a folder link back up: never followed
     }
 };
 

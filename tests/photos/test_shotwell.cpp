@@ -251,24 +251,38 @@ private slots:
         QCOMPARE(QDir(Storage::photosDir()).entryList(QDir::Files).size(), 4);
     }
 
-    // A pick whose file has gone away is skipped; the others still come in.
-    void missingFileIsSkipped()
+    // A pick whose file has gone away, or whose file declares an absurd size, is skipped; the
+    // others still come in, and a thumbnail that can't be had arrives as a null image.
+    void undeliverablePicksAreSkipped()
     {
         QTemporaryDir dir;
         ShotwellFixture f(dir.path());
-        ShotwellRow gone, here;
+        ShotwellRow gone, bomb, here;
         gone.file = "gone.jpg";
-        gone.exposure = 2;
+        gone.exposure = 3;
         gone.writeFile = false;
+        bomb.file = "bomb.png";
+        bomb.exposure = 2;
+        bomb.writeFile = false;
         here.file = "here.jpg";
         here.exposure = 1;
-        QVERIFY(f.build({gone, here}));
+        QVERIFY(f.build({gone, bomb, here}));
+        QVERIFY(writeBytes(f.photoDir() + "/bomb.png", samples::pngDeclaring(100000, 100000)));
         PhotosBridge b(PhotoSources{std::make_shared<ShotwellSource>(f.databasePath())});
         b.loadAlbums();
-        b.togglePick("shotwell:1");
-        b.togglePick("shotwell:2");
+        QCOMPARE(b.assets().size(), 3);
+        QImage thumb(1, 1, QImage::Format_RGB32);
+        bool delivered = false;
+        QObject context;
+        b.thumbnail(b.assets()[1], &context, [&](const QImage& image) {
+            thumb = image;
+            delivered = true;
+        });
+        QVERIFY(QTest::qWaitFor([&] { return delivered; }, 10000));
+        QVERIFY(thumb.isNull());
+        for (const PhotoAsset& a : b.assets()) b.togglePick(a.id);
         Studio studio;
-        QCOMPARE(identifiers(importAndWait(b, studio)), QStringList{"shotwell:2"});
+        QCOMPARE(identifiers(importAndWait(b, studio)), QStringList{"shotwell:3"});
     }
 
     // Found but unreadable counts as denied, with a reason, and the file is left exactly as it was.
