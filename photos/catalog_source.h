@@ -17,6 +17,17 @@ struct Catalog {
 
     // A collection of the assets that pass `keep`.
     void add(const PhotoCollection& collection, const std::function<bool(int row)>& keep);
+
+    // What the smart collections are made from, one per asset, in the same order.
+    struct Facts {
+        qint64 added = 0; // seconds since the epoch: when the photo came into the library
+        qint64 width = 0, height = 0;
+        QString path;     // as far as it tells of screenshots
+        bool favorite = false;
+    };
+    // All Photos, Favorites (only when the library has favourites at all), Recently Added (the last
+    // 30 days), Panoramas and Screenshots, with ids "<prefix>all" and so on.
+    void addSmartCollections(const QString& prefix, const QList<Facts>& facts, bool hasFavorites);
 };
 
 class CatalogSource : public PhotoSource {

@@ -6,6 +6,7 @@
 
 #include "image_decoder.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 #include <QLocale>
@@ -133,6 +134,21 @@ void Catalog::add(const PhotoCollection& collection, const std::function<bool(in
     for (int row = 0; row < assets.size(); ++row)
         if (keep(row)) entry.rows.append(row);
     entries.append(std::move(entry));
+}
+
+void Catalog::addSmartCollections(const QString& prefix, const QList<Facts>& facts, bool hasFavorites)
+{
+    const auto smart = [&prefix](const char* id, const char* title, AlbumKind kind) {
+        return PhotoCollection{prefix + QLatin1String(id), QCoreApplication::translate("velora::Catalog", title), kind};
+    };
+    const qint64 recent = QDateTime::currentSecsSinceEpoch() - 30 * 24 * 3600;
+    add(smart("all", "All Photos", AlbumKind::allPhotos), [](int) { return true; });
+    if (hasFavorites) add(smart("favorites", "Favorites", AlbumKind::favorites), [&](int i) { return facts[i].favorite; });
+    add(smart("recent", "Recently Added", AlbumKind::recentlyAdded), [&](int i) { return facts[i].added > recent; });
+    add(smart("panoramas", "Panoramas", AlbumKind::panoramas),
+        [&](int i) { return PhotoFiles::isPanorama(facts[i].width, facts[i].height); });
+    add(smart("screenshots", "Screenshots", AlbumKind::screenshots),
+        [&](int i) { return PhotoFiles::looksLikeScreenshot(facts[i].path); });
 }
 
 const Catalog* CatalogSource::catalog() const

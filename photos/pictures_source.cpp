@@ -13,8 +13,6 @@ namespace velora {
 
 namespace {
 
-constexpr qint64 recentSeconds = 30 * 24 * 3600;
-
 struct Item {
     QString relative; // to the Pictures folder, with '/'
     QString folder;   // relative folder, empty at the top
@@ -77,26 +75,19 @@ std::optional<Catalog> PicturesSource::read(QString& problem) const
 
     Catalog catalog;
     catalog.assets.reserve(items.size());
+    QList<Catalog::Facts> facts;
+    facts.reserve(items.size());
     for (const Item& item : items) {
         PhotoAsset a;
         a.id = QStringLiteral("pictures:") + item.relative;
         a.fileName = QFileInfo(item.path).fileName();
-        if (item.modified > 0) a.created = QDateTime::fromSecsSinceEpoch(item.modified);
+        if (item.modified > 0) a.created = QDateTime::fromSecsSinceEpoch(item.modified, Qt::UTC);
         a.path = item.path;
         catalog.assets.append(std::move(a));
+        // Screenshots by the name inside the folder: the folder's own place doesn't count.
+        facts.append({item.added, item.size.width(), item.size.height(), item.relative, false});
     }
-
-    const qint64 now = QDateTime::currentSecsSinceEpoch();
-    const auto smart = [](const char* id, const char* title, AlbumKind kind) {
-        return PhotoCollection{QStringLiteral("pictures:") + QLatin1String(id), tr(title), kind};
-    };
-    catalog.add(smart("all", "All Photos", AlbumKind::allPhotos), [](int) { return true; });
-    catalog.add(smart("recent", "Recently Added", AlbumKind::recentlyAdded),
-                [&](int i) { return items[i].added > now - recentSeconds; });
-    catalog.add(smart("panoramas", "Panoramas", AlbumKind::panoramas),
-                [&](int i) { return PhotoFiles::isPanorama(items[i].size.width(), items[i].size.height()); });
-    catalog.add(smart("screenshots", "Screenshots", AlbumKind::screenshots),
-                [&](int i) { return PhotoFiles::looksLikeScreenshot(items[i].relative); });
+    catalog.addSmartCollections(QStringLiteral("pictures:"), facts, false);
 
     // One album per sub-folder with photos of its own, in folder-name order.
     QMap<QString, QList<int>> byFolder;

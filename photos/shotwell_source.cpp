@@ -17,8 +17,6 @@ namespace velora {
 
 namespace {
 
-constexpr qint64 recentSeconds = 30 * 24 * 3600;
-
 struct Row {
     qint64 id = 0;
     QString path;
@@ -179,6 +177,8 @@ std::optional<Catalog> ShotwellSource::read(QString& problem) const
 
     Catalog catalog;
     catalog.assets.reserve(rows.size());
+    QList<Catalog::Facts> facts;
+    facts.reserve(rows.size());
     QHash<qint64, int> rowOfId;
     for (const Row& r : rows) {
         PhotoAsset a;
@@ -190,21 +190,9 @@ std::optional<Catalog> ShotwellSource::read(QString& problem) const
         a.orientation = std::clamp(r.orientation, 1, 8);
         rowOfId.insert(r.id, int(catalog.assets.size()));
         catalog.assets.append(std::move(a));
+        facts.append({r.imported, r.width, r.height, r.path, (r.flags & flagFlagged) || r.rating == 5});
     }
-
-    const qint64 now = QDateTime::currentSecsSinceEpoch();
-    const auto smart = [](const char* id, const char* title, AlbumKind kind) {
-        return PhotoCollection{QStringLiteral("shotwell:") + QLatin1String(id), tr(title), kind};
-    };
-    catalog.add(smart("all", "All Photos", AlbumKind::allPhotos), [](int) { return true; });
-    catalog.add(smart("favorites", "Favorites", AlbumKind::favorites),
-                [&](int i) { return (rows[i].flags & flagFlagged) || rows[i].rating == 5; });
-    catalog.add(smart("recent", "Recently Added", AlbumKind::recentlyAdded),
-                [&](int i) { return rows[i].imported > now - recentSeconds; });
-    catalog.add(smart("panoramas", "Panoramas", AlbumKind::panoramas),
-                [&](int i) { return PhotoFiles::isPanorama(rows[i].width, rows[i].height); });
-    catalog.add(smart("screenshots", "Screenshots", AlbumKind::screenshots),
-                [&](int i) { return PhotoFiles::looksLikeScreenshot(rows[i].path); });
+    catalog.addSmartCollections(QStringLiteral("shotwell:"), facts, true);
 
     // Events, newest first as Shotwell lists them, named by their name or else their first day.
     struct EventRows {
