@@ -6,7 +6,6 @@
 #import <AppKit/AppKit.h>
 #import <Photos/Photos.h>
 
-#include <atomic>
 #include <memory>
 
 namespace velora {
@@ -153,24 +152,22 @@ std::optional<QImage> PhotoKitSource::image(const PhotoAsset& asset, int longest
         options.resizeMode = thumbnail ? PHImageRequestOptionsResizeModeFast : PHImageRequestOptionsResizeModeExact;
         options.networkAccessAllowed = YES;
 
-        // Results come on PhotoKit's threads, perhaps more than once: a degraded one is ignored,
-        // the first other one completes the request, later ones are dropped.
-        auto completed = std::make_shared<std::atomic<bool>>(false);
+        // Called on a worker, never the main thread: a synchronous request blocks only the worker,
+        // and its handler runs right here (an asynchronous one would need the main thread, which
+        // may itself be waiting for the workers). A degraded result is ignored; the first other
+        // one completes the request, later ones are dropped.
+        options.synchronous = YES;
+        __block bool completed = false;
         __block std::optional<QImage> result;
-        dispatch_semaphore_t ready = dispatch_semaphore_create(0);
-        [[PHImageManager defaultManager]
-            requestImageForAsset:found
-                      targetSize:CGSizeMake(longestSide, longestSide)
-                     contentMode:PHImageContentModeAspectFit
-                         options:options
-                   resultHandler:^(NSImage* image, NSDictionary* info) {
-                     if ([info[PHImageResultIsDegradedKey] boolValue]) return;
-                     if (completed->exchange(true)) return;
-                     result = toQImage(image);
-                     dispatch_semaphore_signal(ready);
-                   }];
-        // Called on a worker, never the main thread: waiting here blocks no interface.
-        dispatch_semaphore_wait(ready, DISPATCH_TIME_FOREVER);
+        [[PHImageManager defaultManager] requestImageForAsset:found
+                                                   targetSize:CGSizeMake(longestSide, longestSide)
+                                                  contentMode:PHImageContentModeAspectFit
+                                                      options:options
+                                                resultHandler:^(NSImage* image, NSDictionary* info) {
+                                                  if ([info[PHImageResultIsDegradedKey] boolValue] || completed) return;
+                                                  completed = true;
+                                                  result = toQImage(image);
+                                                }];
         return result;
     }
 }
