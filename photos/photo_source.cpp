@@ -1,5 +1,6 @@
 #include "catalog_source.h"
 #if !defined(Q_OS_MACOS)
+#include "digikam_source.h"
 #include "pictures_source.h"
 #include "shotwell_source.h"
 #endif
@@ -218,6 +219,7 @@ SourcePlaces defaultSourcePlaces()
     SourcePlaces places;
     places.dataHome = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
     places.cacheHome = QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation);
+    places.configHome = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation);
     places.picturesDir = QStandardPaths::writableLocation(QStandardPaths::PicturesLocation);
     if (places.picturesDir.isEmpty() || places.picturesDir == QDir::homePath())
         places.picturesDir = QDir::home().filePath(QStringLiteral("Pictures"));
@@ -234,6 +236,9 @@ PhotoSources discoverPhotoSources(const SourcePlaces& places)
             sources.append(std::make_shared<ShotwellSource>(
                 db, places.cacheHome.isEmpty() ? QString() : ShotwellSource::thumbnailsIn(places.cacheHome)));
     }
+    if (!places.configHome.isEmpty())
+        if (const auto db = DigikamSource::databaseFromConfig(places.configHome))
+            sources.append(std::make_shared<DigikamSource>(*db));
     if (!places.picturesDir.isEmpty() && QFileInfo(places.picturesDir).isDir())
         sources.append(std::make_shared<PicturesSource>(places.picturesDir));
     return sources;

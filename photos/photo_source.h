@@ -82,6 +82,7 @@ bool isPanorama(qint64 width, qint64 height);
 struct SourcePlaces {
     QString dataHome;    // $XDG_DATA_HOME
     QString cacheHome;   // $XDG_CACHE_HOME
+    QString configHome;  // $XDG_CONFIG_HOME
     QString picturesDir; // $XDG_PICTURES_DIR, else ~/Pictures
 };
 SourcePlaces defaultSourcePlaces();

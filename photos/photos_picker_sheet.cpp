@@ -584,8 +584,8 @@ void PhotosPickerSheet::refreshPermission()
     m_body->setCurrentWidget(m_permission);
     if (!m_bridge->hasSources()) {
         m_permissionTitle->setText(tr("No photo library found"));
-        m_permissionMessage->setText(tr("Velora looks for Shotwell and your Pictures folder, and found neither on this "
-                                        "computer. You can always add photo files instead."));
+        m_permissionMessage->setText(tr("Velora looks for Shotwell, digiKam and your Pictures folder, and found none of "
+                                        "them on this computer. You can always add photo files instead."));
         m_permissionButton->setText(tr("Add Photos…"));
         m_permissionAction = PermissionAction::addFiles;
     } else if (m_bridge->status() == PhotoAccess::notDetermined) {

@@ -1,15 +1,13 @@
 #include "shotwell_source.h"
 
 #include "image_store.h"
+#include "sqlite_reader.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 #include <QImageReader>
-#include <QSqlDatabase>
-#include <QSqlError>
 #include <QSqlQuery>
-#include <QUuid>
 
 #include <algorithm>
 
@@ -31,37 +29,6 @@ struct Row {
 };
 
 QString tr(const char* text) { return QCoreApplication::translate("velora::ShotwellSource", text); }
-
-// One private connection per read, closed before returning; the name is unique so several
-// sources (and threads) never share one.
-class Connection {
-public:
-    explicit Connection(const QString& path)
-        : m_name(QStringLiteral("velora-shotwell-") + QUuid::createUuid().toString(QUuid::WithoutBraces))
-    {
-        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_name);
-        // Read-only through a URI, so SQLite never creates a journal beside Shotwell's file; a short
-        // wait rides out Shotwell's own brief writes, a longer lock counts as unreadable.
-        QString uri = QUrl::fromLocalFile(path).toString(QUrl::FullyEncoded);
-        db.setDatabaseName(uri + QStringLiteral("?mode=ro"));
-        db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_READONLY;QSQLITE_OPEN_URI;QSQLITE_BUSY_TIMEOUT=1000"));
-        m_ok = db.open();
-    }
-    ~Connection()
-    {
-        {
-            QSqlDatabase db = QSqlDatabase::database(m_name, false);
-            if (db.isOpen()) db.close();
-        }
-        QSqlDatabase::removeDatabase(m_name);
-    }
-    bool ok() const { return m_ok; }
-    QSqlDatabase db() const { return QSqlDatabase::database(m_name, false); }
-
-private:
-    QString m_name;
-    bool m_ok = false;
-};
 
 // "thumb0000000000000012" -> 18; videos ("video-…") and anything else -> nothing.
 std::optional<qint64> photoIdOfSourceId(QStringView sourceId)
@@ -119,56 +86,41 @@ QString ShotwellSource::name() const { return QStringLiteral("Shotwell"); }
 
 std::optional<Catalog> ShotwellSource::read(QString& problem) const
 {
-    const QString unreadable = tr("Shotwell’s library couldn’t be read. It may be busy or damaged; nothing was changed.");
     if (!QFileInfo(m_path).isReadable()) {
         problem = tr("Shotwell’s library can’t be opened: Velora isn’t allowed to read it.");
         return std::nullopt;
     }
-    Connection connection(m_path);
-    if (!connection.ok()) {
-        problem = unreadable;
-        return std::nullopt;
-    }
-    QSqlDatabase db = connection.db();
-
-    // Everything in one read transaction, so Shotwell writing meanwhile can't give a torn picture.
+    SqliteReader db(m_path);
     QList<Row> rows;
     QHash<qint64, QString> eventNames;
     QList<std::pair<QString, QString>> tags; // name, photo_id_list
-    {
-        QSqlQuery q(db);
-        q.setForwardOnly(true);
-        bool ok = q.exec(QStringLiteral("BEGIN")) &&
-                  q.exec(QStringLiteral("SELECT id, filename, width, height, exposure_time, timestamp, time_created, "
-                                        "orientation, event_id, flags, rating FROM PhotoTable"));
-        while (ok && q.next()) {
-            Row r;
-            r.id = q.value(0).toLongLong();
-            r.path = q.value(1).toString();
-            r.width = q.value(2).toLongLong();
-            r.height = q.value(3).toLongLong();
-            r.exposure = q.value(4).toLongLong();
-            r.sortTime = r.exposure > 0 ? r.exposure : q.value(5).toLongLong();
-            r.imported = q.value(6).toLongLong();
-            r.orientation = q.value(7).isNull() ? 1 : q.value(7).toInt();
-            r.event = q.value(8).isNull() ? -1 : q.value(8).toLongLong();
-            r.flags = q.value(9).toLongLong();
-            r.rating = q.value(10).toInt();
-            // Rejected, hidden, trashed and missing photos are not offered, nor formats we can't read.
-            if (r.rating == ratingRejected || (r.flags & (flagHidden | flagTrash | flagOffline))) continue;
-            if (!ImageStore::isImageType(r.path.mid(r.path.lastIndexOf(QLatin1Char('/')) + 1))) continue;
-            rows.append(std::move(r));
-        }
-        ok = ok && !q.lastError().isValid() && q.exec(QStringLiteral("SELECT id, name FROM EventTable"));
-        while (ok && q.next()) eventNames.insert(q.value(0).toLongLong(), q.value(1).toString());
-        ok = ok && !q.lastError().isValid() && q.exec(QStringLiteral("SELECT name, photo_id_list FROM TagTable"));
-        while (ok && q.next()) tags.append({q.value(0).toString(), q.value(1).toString()});
-        ok = ok && !q.lastError().isValid();
-        q.exec(QStringLiteral("ROLLBACK"));
-        if (!ok) {
-            problem = unreadable;
-            return std::nullopt;
-        }
+    db.each(QStringLiteral("SELECT id, filename, width, height, exposure_time, timestamp, time_created, orientation, "
+                           "event_id, flags, rating FROM PhotoTable"),
+            [&rows](const QSqlQuery& q) {
+                Row r;
+                r.id = q.value(0).toLongLong();
+                r.path = q.value(1).toString();
+                r.width = q.value(2).toLongLong();
+                r.height = q.value(3).toLongLong();
+                r.exposure = q.value(4).toLongLong();
+                r.sortTime = r.exposure > 0 ? r.exposure : q.value(5).toLongLong();
+                r.imported = q.value(6).toLongLong();
+                r.orientation = q.value(7).isNull() ? 1 : q.value(7).toInt();
+                r.event = q.value(8).isNull() ? -1 : q.value(8).toLongLong();
+                r.flags = q.value(9).toLongLong();
+                r.rating = q.value(10).toInt();
+                // Rejected, hidden, trashed and missing photos are not offered, nor formats we can't read.
+                if (r.rating == ratingRejected || (r.flags & (flagHidden | flagTrash | flagOffline))) return;
+                if (!ImageStore::isImageType(r.path.mid(r.path.lastIndexOf(QLatin1Char('/')) + 1))) return;
+                rows.append(std::move(r));
+            });
+    db.each(QStringLiteral("SELECT id, name FROM EventTable"),
+            [&eventNames](const QSqlQuery& q) { eventNames.insert(q.value(0).toLongLong(), q.value(1).toString()); });
+    db.each(QStringLiteral("SELECT name, photo_id_list FROM TagTable"),
+            [&tags](const QSqlQuery& q) { tags.append({q.value(0).toString(), q.value(1).toString()}); });
+    if (!db.ok()) {
+        problem = tr("Shotwell’s library couldn’t be read. It may be busy or damaged; nothing was changed.");
+        return std::nullopt;
     }
 
     std::stable_sort(rows.begin(), rows.end(), [](const Row& a, const Row& b) {

@@ -27,6 +27,24 @@ struct ShotwellRow {
     quint16 fileOrientation = 0; // EXIF orientation written into the JPEG (0: none)
 };
 
+inline bool sqlFailed(const QSqlQuery& q)
+{
+    qWarning("fixture SQL failed: %s", qPrintable(q.lastError().text()));
+    return false;
+}
+
+// Runs every statement of one of the schema files kept beside the tests (statements end a line
+// with ';').
+inline bool runSchema(QSqlDatabase& db, const char* fileName)
+{
+    QFile schema(QStringLiteral(VELORA_PHOTOS_FIXTURES "/") + QLatin1String(fileName));
+    if (!schema.open(QIODevice::ReadOnly)) return false;
+    QSqlQuery q(db);
+    for (const QString& s : QString::fromUtf8(schema.readAll()).split(";\n", Qt::SkipEmptyParts))
+        if (!s.trimmed().isEmpty() && !q.exec(s)) return sqlFailed(q);
+    return true;
+}
+
 class ShotwellFixture {
 public:
     explicit ShotwellFixture(const QString& folder) : m_folder(folder)
@@ -47,13 +65,8 @@ public:
         {
             QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", name);
             db.setDatabaseName(databasePath());
-            ok = db.open();
+            ok = db.open() && runSchema(db, "shotwell_schema.sql");
             QSqlQuery q(db);
-            QFile schema(QStringLiteral(VELORA_PHOTOS_FIXTURES "/shotwell_schema.sql"));
-            ok = ok && schema.open(QIODevice::ReadOnly);
-            const QStringList statements = QString::fromUtf8(schema.readAll()).split(";\n", Qt::SkipEmptyParts);
-            for (const QString& s : statements)
-                if (ok && !s.trimmed().isEmpty() && !q.exec(s)) ok = report(q);
             ok = ok && q.exec("BEGIN");
             QSqlQuery insert(db);
             insert.prepare("INSERT INTO PhotoTable (filename, width, height, filesize, timestamp, exposure_time, "
@@ -78,10 +91,10 @@ public:
                                           QVariant(r.imported), QVariant(r.event), QVariant(r.imported),
                                           QVariant(r.flags), QVariant(r.rating)})
                     insert.addBindValue(v);
-                if (ok && !insert.exec()) ok = report(insert);
+                if (ok && !insert.exec()) ok = sqlFailed(insert);
             }
             for (const QString& s : more)
-                if (ok && !q.exec(s)) ok = report(q);
+                if (ok && !q.exec(s)) ok = sqlFailed(q);
             ok = ok && q.exec("COMMIT");
         }
         QSqlDatabase::removeDatabase(name);
@@ -93,12 +106,6 @@ public:
     static QString videoSourceId(qint64 videoId) { return QString("video-%1").arg(videoId, 16, 16, QChar('0')); }
 
 private:
-    static bool report(const QSqlQuery& q)
-    {
-        qWarning("fixture SQL failed: %s", qPrintable(q.lastError().text()));
-        return false;
-    }
-
     QString m_folder;
 };
 

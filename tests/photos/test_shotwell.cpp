@@ -375,13 +375,13 @@ private slots:
     void discoveryFindsShotwellOnlyWhereItIs()
     {
         QTemporaryDir empty;
-        PhotoSources none = discoverPhotoSources({empty.path() + "/share", empty.path() + "/cache", empty.path() + "/Pictures"});
+        PhotoSources none = discoverPhotoSources({empty.path() + "/share", empty.path() + "/cache", empty.path() + "/config", empty.path() + "/Pictures"});
         QVERIFY(none.isEmpty());
         PhotosBridge b(none);
         QVERIFY(!b.hasSources());
         QVERIFY(!b.authorized());
 
-        PhotoSources found = discoverPhotoSources({m_fixture->dataHome(), empty.path() + "/cache", empty.path() + "/Pictures"});
+        PhotoSources found = discoverPhotoSources({m_fixture->dataHome(), empty.path() + "/cache", empty.path() + "/config", empty.path() + "/Pictures"});
         QCOMPARE(found.size(), 1);
         QCOMPARE(found.first()->name(), QString("Shotwell"));
     }
