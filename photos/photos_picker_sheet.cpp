@@ -88,10 +88,11 @@ QColor secondary(const QPalette& palette)
     return c;
 }
 
-// --- album list ------------------------------------------------------------------------------
-
 } // namespace
 
+// --- album list ------------------------------------------------------------------------------
+
+// The albums in the bridge's order; with several sources, a heading row (not selectable) over each.
 class AlbumListModel : public QAbstractListModel {
 public:
     enum Role { CountRole = Qt::UserRole + 1, HeaderRole, AlbumIndexRole };
@@ -567,12 +568,12 @@ QString PhotosPickerSheet::importLabel() const
 
 void PhotosPickerSheet::refreshBody()
 {
-    refreshPermission();
+    showBodyForStatus();
     // Wrapped text inside the stack is not given its height by the layout on its own.
     m_permissionMessage->setMinimumHeight(m_permissionMessage->heightForWidth(m_permissionMessage->width()));
 }
 
-void PhotosPickerSheet::refreshPermission()
+void PhotosPickerSheet::showBodyForStatus()
 {
     if (m_bridge->authorized()) {
         m_body->setCurrentWidget(m_browser);

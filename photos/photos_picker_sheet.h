@@ -52,7 +52,7 @@ private:
     void buildHeader();
     void buildBody();
     void refreshBody();
-    void refreshPermission();
+    void showBodyForStatus();
     void refreshHeader();
     void syncAlbumSelection();
     void runImport();

@@ -106,6 +106,20 @@ private slots:
         }
         QCOMPARE(titles, (QStringList{"dots.", "new\nline", "-rf *"}));
         QCOMPARE(QDir(library.path() + "/Photos").entryList(QDir::Files).size(), 6);
+
+        // The next day, from a new bridge over the same folder: nothing is copied twice.
+        PhotosBridge again(PhotoSources{std::make_shared<PicturesSource>(tree.root())});
+        again.loadAlbums();
+        again.togglePick("pictures:Trips/Alps/-rf *.jpg");
+        QList<Photo> second;
+        finished = false;
+        again.importPicked(studio, [&](const QList<Photo>& photos) {
+            second = photos;
+            finished = true;
+        });
+        QVERIFY(QTest::qWaitFor([&] { return finished; }, 30000));
+        QCOMPARE(second, QList<Photo>{studio.photos().last()});
+        QCOMPARE(QDir(library.path() + "/Photos").entryList(QDir::Files).size(), 6);
     }
 
     void missingOrEmptyFolders()
