@@ -238,8 +238,11 @@ class ThumbDelegate : public QStyledItemDelegate {
 public:
     using QStyledItemDelegate::QStyledItemDelegate;
 
-    QSize sizeHint(const QStyleOptionViewItem&, const QModelIndex&) const override
+    // The whole grid cell, so the square can sit in its middle.
+    QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const override
     {
+        if (const auto* view = qobject_cast<const QListView*>(option.widget); view && view->gridSize().isValid())
+            return view->gridSize();
         constexpr int step = PhotosPickerSheet::cellSide + PhotosPickerSheet::cellGap;
         return {step, step};
     }
@@ -247,7 +250,9 @@ public:
     void paint(QPainter* p, const QStyleOptionViewItem& option, const QModelIndex& index) const override
     {
         constexpr int side = PhotosPickerSheet::cellSide;
-        const QRectF cell(option.rect.left() + (option.rect.width() - side) / 2.0, option.rect.top(), side, side);
+        // Centred in its grid cell: half a gap all round leaves room for the focus ring.
+        const QRectF cell(option.rect.left() + (option.rect.width() - side) / 2.0,
+                          option.rect.top() + (option.rect.height() - side) / 2.0, side, side);
         p->save();
         p->setRenderHint(QPainter::Antialiasing);
         p->setRenderHint(QPainter::SmoothPixmapTransform);
@@ -304,8 +309,11 @@ public:
         setSelectionMode(QAbstractItemView::NoSelection);
         setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
         setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+        setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
         setFrameShape(QFrame::NoFrame);
-        setViewportMargins(padding, padding, padding, padding);
+        // The cells' own half gaps make up the rest of the padding.
+        const int edge = padding - PhotosPickerSheet::cellGap / 2;
+        setViewportMargins(edge, edge, edge, edge);
         // The padding and the cells share the sheet's own background.
         viewport()->setBackgroundRole(QPalette::Window);
         verticalScrollBar()->setSingleStep(24);
@@ -330,11 +338,12 @@ public:
 protected:
     void resizeEvent(QResizeEvent* event) override
     {
+        QListView::resizeEvent(event);
+        // The viewport has its new width now; the scroll bar is always there, so it stays.
         constexpr int step = PhotosPickerSheet::cellSide + PhotosPickerSheet::cellGap;
-        const int available = viewport()->width() > 0 ? width() - 2 * padding - verticalScrollBar()->sizeHint().width() : 0;
+        const int available = viewport()->width();
         m_columns = std::max(1, (available + PhotosPickerSheet::cellGap) / step);
         setGridSize(QSize(std::max(step, available / m_columns), step));
-        QListView::resizeEvent(event);
         visibleChanged();
     }
 
@@ -570,7 +579,7 @@ void PhotosPickerSheet::refreshBody()
 {
     showBodyForStatus();
     // Wrapped text inside the stack is not given its height by the layout on its own.
-    m_permissionMessage->setMinimumHeight(m_permissionMessage->heightForWidth(m_permissionMessage->width()));
+    m_permissionMessage->setMinimumHeight(std::max(0, m_permissionMessage->heightForWidth(m_permissionMessage->width())));
 }
 
 void PhotosPickerSheet::showBodyForStatus()

@@ -137,9 +137,43 @@ int main(int argc, char** argv)
     for (int i = 0; i < photos; ++i)
         QFile::link(thumbSources[i % thumbSources.size()], thumbs + QString("/thumb%1.jpg").arg(i + 1, 16, 16, QChar('0')));
 
+    // Memory of the open sheet, first of all, so nothing of earlier showings is counted.
+    const double rssBefore = residentMiB();
+    PhotosPickerSheet* shown = PhotosPickerSheet::present(
+        &window, studio, new PhotosBridge({std::make_shared<ShotwellSource>(fixture.databasePath(), thumbs)}));
+    QListView* shownGrid = gridOf(shown);
+    waitFor([&] { return shownGrid->isVisible() && shownGrid->model()->rowCount() > 0; });
+    waitFor([&] { return allLoaded(shownGrid, visibleRows(shownGrid)); });
+    const double rssFirst = residentMiB();
+    double rssPeak = rssFirst;
+    QElapsedTimer scroll;
+    scroll.start();
+    for (int v = 0; v <= shownGrid->verticalScrollBar()->maximum(); v += shownGrid->viewport()->height()) {
+        shownGrid->verticalScrollBar()->setValue(v);
+        waitFor([&] { return allLoaded(shownGrid, visibleRows(shownGrid)); });
+        rssPeak = std::max(rssPeak, residentMiB());
+    }
+    const double scrollMs = double(scroll.elapsed());
+    const int cells = shownGrid->model()->rowCount();
+    if (!snapshot.isEmpty()) {
+        shownGrid->verticalScrollBar()->setValue(0);
+        for (int r : {0, 2, 5}) shown->bridge()->togglePick(shown->bridge()->assets()[r].id);
+        shownGrid->setFocus();
+        shownGrid->setCurrentIndex(shownGrid->model()->index(1, 0));
+        waitFor([&] { return allLoaded(shownGrid, visibleRows(shownGrid)); });
+        shown->grab().save(snapshot);
+        // Time for a screenshot of the real window from outside.
+        const int hold = qEnvironmentVariableIntValue("BENCH_PHOTOS_HOLD_MS");
+        QElapsedTimer held;
+        held.start();
+        while (held.elapsed() < hold) QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    }
+    shown->reject();
+    waitFor([] { return !PhotosPickerSheet::current(); });
+
     // The sheet, from the call to a first screen of thumbnails.
     QList<int> firstScreen;
-    double presentMs = 0;
+    std::vector<double> presents; // until present() returns: the library read, the sheet built
     const auto openToFirstScreen = [&](const QString& thumbnailDir) {
         return bench::medianMs(
             [&] {
@@ -147,7 +181,7 @@ int main(int argc, char** argv)
                 t.start();
                 auto* bridge = new PhotosBridge({std::make_shared<ShotwellSource>(fixture.databasePath(), thumbnailDir)});
                 PhotosPickerSheet* sheet = PhotosPickerSheet::present(&window, studio, bridge);
-                presentMs = double(t.nsecsElapsed()) / 1e6;
+                presents.push_back(double(t.nsecsElapsed()) / 1e6);
                 QListView* grid = gridOf(sheet);
                 waitFor([&] { return grid->isVisible() && grid->model()->rowCount() > 0; });
                 firstScreen = visibleRows(grid);
@@ -159,6 +193,8 @@ int main(int argc, char** argv)
     };
     const double openMs = openToFirstScreen(thumbs);
     const double openUncachedMs = openToFirstScreen(QString());
+    std::sort(presents.begin(), presents.end());
+    const double presentMs = presents[presents.size() / 2];
 
     // References: one plain SELECT of the table; the first screen's thumbnails decoded in a row.
     const double selectMs = bench::medianMs(
@@ -187,41 +223,10 @@ int main(int argc, char** argv)
         },
         runs);
 
-    // Memory of the open sheet.
-    const double rssBefore = residentMiB();
-    PhotosPickerSheet* sheet = PhotosPickerSheet::present(
-        &window, studio, new PhotosBridge({std::make_shared<ShotwellSource>(fixture.databasePath(), thumbs)}));
-    QListView* grid = gridOf(sheet);
-    waitFor([&] { return grid->isVisible() && grid->model()->rowCount() > 0; });
-    waitFor([&] { return allLoaded(grid, visibleRows(grid)); });
-    const double rssFirst = residentMiB();
-    double rssPeak = rssFirst;
-    QElapsedTimer scroll;
-    scroll.start();
-    for (int v = 0; v <= grid->verticalScrollBar()->maximum(); v += grid->viewport()->height()) {
-        grid->verticalScrollBar()->setValue(v);
-        waitFor([&] { return allLoaded(grid, visibleRows(grid)); });
-        rssPeak = std::max(rssPeak, residentMiB());
-    }
-    const double scrollMs = double(scroll.elapsed());
-    const int cells = grid->model()->rowCount();
-
-    if (!snapshot.isEmpty()) {
-        grid->verticalScrollBar()->setValue(0);
-        for (int r : {0, 2, 5}) sheet->bridge()->togglePick(sheet->bridge()->assets()[r].id);
-        waitFor([&] { return allLoaded(grid, visibleRows(grid)); });
-        sheet->grab().save(snapshot);
-        // Time for a screenshot of the real window from outside.
-        const int hold = qEnvironmentVariableIntValue("BENCH_PHOTOS_HOLD_MS");
-        QElapsedTimer held;
-        held.start();
-        while (held.elapsed() < hold) QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    }
-    sheet->reject();
 
     std::printf("Velora photos benchmark: a Shotwell library of %d photos (4800 x 3200 JPEGs), %d runs\n", photos, runs);
     std::printf("  sheet opened to the first screen (%lld thumbnails): %.0f ms median with Shotwell's thumbnails, "
-                "%.0f ms without them; %.0f ms of that until the sheet is up\n",
+                "%.0f ms without them; the sheet is up after %.0f ms (median of both)\n",
                 qlonglong(firstScreen.size()), openMs, openUncachedMs, presentMs);
     std::printf("  of that: reading the library %.0f ms, with the albums and the first album's list %.0f ms\n", readMs, albumsMs);
     std::printf("  references: plain SELECT of the photo table %.0f ms; + those thumbnails read from Shotwell's cache in a "
