@@ -6,7 +6,7 @@
 //
 //   bench_photos [--photos N] [--runs R] [--snapshot FILE.png]
 #include "bench_common.h"
-#include "photos/shotwell_fixture.h"
+#include "photos/library_fixtures.h"
 
 #include "asset_grid_model.h"
 #include "image_decoder.h"

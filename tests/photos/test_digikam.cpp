@@ -1,4 +1,4 @@
-#include "shotwell_fixture.h"
+#include "library_fixtures.h"
 
 #include "digikam_source.h"
 #include "photos_bridge.h"
@@ -101,13 +101,6 @@ struct DigikamLibrary {
     }
 };
 
-QStringList albumLines(const PhotosBridge& b)
-{
-    QStringList out;
-    for (const Album& a : b.albums()) out.append(QString("%1 %2").arg(a.title).arg(a.count));
-    return out;
-}
-
 } // namespace
 
 class TestDigikam : public QObject {
@@ -137,9 +130,7 @@ private slots:
         Storage::setRoot(library.path());
         b.togglePick("digikam:13");
         Studio studio;
-        bool finished = false;
-        b.importPicked(studio, [&](const QList<Photo>&) { finished = true; });
-        QVERIFY(QTest::qWaitFor([&] { return finished; }, 30000));
+        importAndWait(b, studio);
         QCOMPARE(studio.photos().size(), 1);
         QCOMPARE(studio.photos().first().title, QString("net"));
         QCOMPARE(readBytes(lib.database()), before);

@@ -1,4 +1,4 @@
-#include "shotwell_fixture.h"
+#include "library_fixtures.h"
 
 #include "asset_grid_model.h"
 #include "photos_bridge.h"

@@ -1,4 +1,4 @@
-#include "../storage/image_samples.h"
+#include "library_fixtures.h"
 
 #include "pictures_source.h"
 #include "photos_bridge.h"
@@ -10,6 +10,7 @@
 #include <QTemporaryDir>
 
 using namespace velora;
+using namespace velora::testing;
 
 namespace {
 
@@ -40,13 +41,6 @@ struct Tree {
                QFile::link(root(), root() + "/Trips/loop"); // a folder link back up: never followed
     }
 };
-
-QStringList albumLines(const PhotosBridge& b)
-{
-    QStringList out;
-    for (const Album& a : b.albums()) out.append(QString("%1 %2").arg(a.title).arg(a.count));
-    return out;
-}
 
 } // namespace
 
@@ -96,9 +90,7 @@ private slots:
         for (const QString id : {"pictures:dots..jpg", "pictures:Trips/Alps/new\nline.jpg", "pictures:Trips/Alps/-rf *.jpg"})
             b.togglePick(id);
         Studio studio;
-        bool finished = false;
-        b.importPicked(studio, [&](const QList<Photo>&) { finished = true; });
-        QVERIFY(QTest::qWaitFor([&] { return finished; }, 30000));
+        importAndWait(b, studio);
         QStringList titles;
         for (const Photo& p : studio.photos()) {
             titles.append(p.title);
@@ -111,14 +103,7 @@ private slots:
         PhotosBridge again(PhotoSources{std::make_shared<PicturesSource>(tree.root())});
         again.loadAlbums();
         again.togglePick("pictures:Trips/Alps/-rf *.jpg");
-        QList<Photo> second;
-        finished = false;
-        again.importPicked(studio, [&](const QList<Photo>& photos) {
-            second = photos;
-            finished = true;
-        });
-        QVERIFY(QTest::qWaitFor([&] { return finished; }, 30000));
-        QCOMPARE(second, QList<Photo>{studio.photos().last()});
+        QCOMPARE(importAndWait(again, studio), QList<Photo>{studio.photos().last()});
         QCOMPARE(QDir(library.path() + "/Photos").entryList(QDir::Files).size(), 6);
     }
 

@@ -1,4 +1,4 @@
-#include "shotwell_fixture.h"
+#include "library_fixtures.h"
 
 #include "photos_bridge.h"
 #include "shotwell_source.h"
@@ -14,30 +14,11 @@ using namespace velora::testing;
 
 namespace {
 
-QStringList albumLines(const PhotosBridge& bridge)
-{
-    QStringList out;
-    for (const Album& a : bridge.albums()) out.append(QString("%1 %2").arg(a.title).arg(a.count));
-    return out;
-}
-
 const Album* albumTitled(const PhotosBridge& bridge, const QString& title)
 {
     for (const Album& a : bridge.albums())
         if (a.title == title) return &a;
     return nullptr;
-}
-
-QList<Photo> importAndWait(PhotosBridge& bridge, Studio& studio)
-{
-    QList<Photo> result;
-    bool finished = false;
-    bridge.importPicked(studio, [&](const QList<Photo>& photos) {
-        result = photos;
-        finished = true;
-    });
-    if (!QTest::qWaitFor([&] { return finished; }, 60000)) qWarning("import did not finish");
-    return result;
 }
 
 QStringList identifiers(const QList<Photo>& photos)

@@ -1,7 +1,10 @@
 #pragma once
-// A real Shotwell library made at test time: the schema Shotwell itself wrote (shotwell_schema.sql,
-// dumped from the Debian package's empty database) filled with rows that point at small JPEGs.
+// Photo libraries made at test time, and what the photos tests ask of a bridge. The Shotwell library
+// runs the schema Shotwell itself wrote (shotwell_schema.sql, dumped from the Debian package's empty
+// database), filled with rows that point at small JPEGs.
 #include "../storage/image_samples.h"
+#include "photos_bridge.h"
+#include "studio.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -9,6 +12,7 @@
 #include <QSqlDatabase>
 #include <QSqlError>
 #include <QSqlQuery>
+#include <QtCore/qtestsupport_core.h> // QTest::qWaitFor, without linking QtTest
 #include <QUuid>
 #include <QVariant>
 
@@ -26,6 +30,27 @@ struct ShotwellRow {
     bool writeFile = true;
     quint16 fileOrientation = 0; // EXIF orientation written into the JPEG (0: none)
 };
+
+// "Title count" per album, in order.
+inline QStringList albumLines(const PhotosBridge& bridge)
+{
+    QStringList out;
+    for (const Album& a : bridge.albums()) out.append(QString("%1 %2").arg(a.title).arg(a.count));
+    return out;
+}
+
+// Runs the bridge's import of its picks to the end; what it handed back.
+inline QList<Photo> importAndWait(PhotosBridge& bridge, Studio& studio)
+{
+    QList<Photo> result;
+    bool finished = false;
+    bridge.importPicked(studio, [&](const QList<Photo>& photos) {
+        result = photos;
+        finished = true;
+    });
+    if (!QTest::qWaitFor([&] { return finished; }, 60000)) qWarning("import did not finish");
+    return result;
+}
 
 inline bool sqlFailed(const QSqlQuery& q)
 {
