@@ -10,6 +10,7 @@ packages=(
   xvfb xauth openbox x11-utils xdotool imagemagick
   fonts-dejavu-core
   desktop-file-utils appstream trayer dbus-daemon
+  libqt6sql6-sqlite
 )
 
 missing=()
