@@ -7,6 +7,7 @@
 #include "icons.h"
 #include "inspector.h"
 #include "library_page.h"
+#include "photos_picker_sheet.h"
 #include "pieces_page.h"
 #include "settings.h"
 #include "sidebar.h"
@@ -330,6 +331,14 @@ ManagerMainWindow::ManagerMainWindow(AppContext& app)
 
     buildMenus();
 
+    // The photo-library sheet comes up over the window whenever the Studio asks for it.
+    const auto presentPicker = [this] {
+        if (m_app.studio.showPhotosPicker() && !PhotosPickerSheet::current() && isVisible())
+            PhotosPickerSheet::present(this, m_app.studio);
+    };
+    connect(&m_app.studio, &Studio::showPhotosPickerChanged, this, presentPicker, Qt::QueuedConnection);
+    m_presentPicker = presentPicker;
+
     setMinimumSize(smallestSize);
     m_saveGeometry.setSingleShot(true);
     m_saveGeometry.setInterval(400);
@@ -394,6 +403,13 @@ void ManagerMainWindow::resizeEvent(QResizeEvent* event)
 {
     QMainWindow::resizeEvent(event);
     if (isVisible()) saveGeometrySoon();
+}
+
+void ManagerMainWindow::showEvent(QShowEvent* event)
+{
+    QMainWindow::showEvent(event);
+    // Asked for while the window was closed (File › Import from Photos… opens it first).
+    if (m_presentPicker) QMetaObject::invokeMethod(this, m_presentPicker, Qt::QueuedConnection);
 }
 
 void ManagerMainWindow::closeEvent(QCloseEvent* event)

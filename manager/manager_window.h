@@ -133,6 +133,7 @@ public:
     void fitContent();
 
 protected:
+    void showEvent(QShowEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
     void moveEvent(QMoveEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
@@ -145,6 +146,7 @@ private:
     ManagerView* m_view = nullptr;
     QToolButton* m_inspectorButton;
     QTimer m_saveGeometry;
+    std::function<void()> m_presentPicker;
 };
 
 // The holder of the one manager window.

@@ -9,6 +9,7 @@
 #include "edits.h"
 #include "manager_window.h"
 #include "models.h"
+#include "photos_picker_sheet.h"
 #include "pieces_page.h"
 #include "library_page.h"
 #include "styles_page.h"
@@ -306,6 +307,25 @@ private slots:
         QCOMPARE(rig.studio.selectedPieceID(), std::optional(p.id));
         QCOMPARE(rig.studio.page(), Page::pieces);
         QVERIFY(rig.studio.showInspector());
+    }
+
+    void importFromPhotosOpensTheSheetOnTheLibraryPage()
+    {
+        WindowRig rig;
+        QVERIFY(!rig.app->manager().window());
+        rig.app->actions().importFromPhotos->trigger();
+        ManagerMainWindow* w = rig.app->manager().window();
+        QVERIFY(w && w->isVisible());
+        QCOMPARE(rig.studio.page(), Page::library);
+        QVERIFY(QTest::qWaitFor([] { return PhotosPickerSheet::current() != nullptr; }, 2000));
+        PhotosPickerSheet* sheet = PhotosPickerSheet::current();
+        // Never twice at once.
+        rig.app->actions().importFromPhotos->trigger();
+        QTest::qWait(50);
+        QCOMPARE(PhotosPickerSheet::current(), sheet);
+        QTest::keyClick(sheet, Qt::Key_Escape);
+        QVERIFY(QTest::qWaitFor([&] { return !rig.studio.showPhotosPicker(); }, 2000));
+        QVERIFY(QTest::qWaitFor([] { return PhotosPickerSheet::current() == nullptr; }, 2000));
     }
 
     void theEmptyState()
