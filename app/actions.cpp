@@ -175,13 +175,14 @@ bool Actions::confirmDelete(const QUuid& id, QWidget* parent)
     return true;
 }
 
-void Actions::newPieceFromFiles()
+void Actions::newPieceFromFiles() { importAsPiece(m_studio.chooseFiles()); }
+
+void Actions::importAsPiece(const QStringList& paths, std::function<bool()> wanted)
 {
-    const QStringList chosen = m_studio.chooseFiles();
-    if (chosen.isEmpty()) return;
+    if (paths.isEmpty()) return;
     QPointer<Actions> self(this);
-    m_studio.importURLs(chosen, [self](const QList<Photo>& photos) {
-        if (!self || photos.isEmpty()) return;
+    m_studio.importURLs(paths, [self, wanted = std::move(wanted)](const QList<Photo>& photos) {
+        if (!self || photos.isEmpty() || (wanted && !wanted())) return;
         QList<QUuid> ids;
         ids.reserve(photos.size());
         for (const Photo& p : photos) ids.append(p.id);

@@ -70,6 +70,9 @@ public:
     bool confirmDelete(const QUuid& id, QWidget* parent);
     // Files chosen in the file dialog become one new piece (one step to undo).
     void newPieceFromFiles();
+    // Adds files and folders to the library, then makes one new piece of their photos (one step to
+    // undo) if `wanted`, asked once the import is done, says so (or always without it).
+    void importAsPiece(const QStringList& paths, std::function<bool()> wanted = {});
 
     Studio& studio() const { return m_studio; }
     Edits& edits() const { return m_edits; }

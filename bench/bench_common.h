@@ -6,6 +6,7 @@
 #include "storage.h"
 
 #include <QElapsedTimer>
+#include <QFile>
 
 #include <cstdio>
 #include <sys/resource.h>
@@ -110,6 +111,15 @@ inline void decodeAll(const QList<Photo>& photos)
         ImageCache::shared().image(p, true);
         ImageCache::shared().image(p, false);
     }
+}
+
+// The resident memory of this process now, in MiB.
+inline double residentMiB()
+{
+    QFile f(QStringLiteral("/proc/self/statm"));
+    if (!f.open(QIODevice::ReadOnly)) return 0;
+    const QList<QByteArray> fields = f.readAll().split(' ');
+    return fields.size() > 1 ? fields[1].toDouble() * double(sysconf(_SC_PAGESIZE)) / (1024.0 * 1024.0) : 0;
 }
 
 } // namespace velora::bench

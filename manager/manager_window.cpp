@@ -272,16 +272,8 @@ void ManagerView::dropEvent(QDropEvent* event)
 
 void ManagerView::dropFiles(const QStringList& paths)
 {
-    QPointer<ManagerView> self(this);
     Studio* studio = &m_app.studio;
-    Edits* edits = &m_app.edits;
-    m_app.studio.importURLs(paths, [self, studio, edits](const QList<Photo>& photos) {
-        if (!self || photos.isEmpty() || studio->page() != Page::pieces) return;
-        QList<QUuid> ids;
-        ids.reserve(photos.size());
-        for (const Photo& p : photos) ids.append(p.id);
-        edits->newPiece(ids);
-    });
+    m_app.actions.importAsPiece(paths, [studio] { return studio->page() == Page::pieces; });
 }
 
 // --- main window ------------------------------------------------------------------------------

@@ -83,18 +83,7 @@ bool Application::opensManagerAtLaunch() const
                                           !m_studio.pieces().isEmpty());
 }
 
-void Application::importAsPiece(const QStringList& paths)
-{
-    if (paths.isEmpty()) return;
-    QPointer<Application> self(this);
-    m_studio.importURLs(paths, [self](const QList<Photo>& photos) {
-        if (!self || photos.isEmpty()) return;
-        QList<QUuid> ids;
-        ids.reserve(photos.size());
-        for (const Photo& p : photos) ids.append(p.id);
-        self->m_edits->newPiece(ids);
-    });
-}
+void Application::importAsPiece(const QStringList& paths) { m_actions->importAsPiece(paths); }
 
 void Application::handle(const SingleInstance::Request& request)
 {

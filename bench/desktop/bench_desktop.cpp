@@ -26,14 +26,6 @@ namespace {
 
 constexpr int pieceCount = 200;
 
-double residentMiB()
-{
-    QFile f(QStringLiteral("/proc/self/statm"));
-    if (!f.open(QIODevice::ReadOnly)) return 0;
-    const QList<QByteArray> fields = f.readAll().split(' ');
-    return fields.size() > 1 ? fields[1].toDouble() * double(sysconf(_SC_PAGESIZE)) / (1024.0 * 1024.0) : 0;
-}
-
 // Median of runs, in microseconds.
 double medianMicros(const std::function<void()>& work, int runs) { return bench::medianMs(work, runs) * 1e3; }
 
@@ -83,14 +75,14 @@ int main(int argc, char** argv)
     studio.setPieces(pieces);
 
     DesktopController controller(studio, screens);
-    const double rssBefore = residentMiB();
+    const double rssBefore = bench::residentMiB();
     const qint64 rendersBefore = PieceContent::renderCount();
     QElapsedTimer first;
     first.start();
     controller.start();
     const double firstMs = double(first.nsecsElapsed()) / 1e6;
     settle();
-    const double rssAfter = residentMiB();
+    const double rssAfter = bench::residentMiB();
     const qint64 firstRenders = PieceContent::renderCount() - rendersBefore;
 
     // A sync that changes nothing.

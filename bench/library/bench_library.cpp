@@ -34,14 +34,6 @@ namespace {
 constexpr int photoCount = 2000;
 const QSize pageSize(952, 700); // the page in a window of the default size
 
-double residentMiB()
-{
-    QFile f(QStringLiteral("/proc/self/statm"));
-    if (!f.open(QIODevice::ReadOnly)) return 0;
-    const QList<QByteArray> fields = f.readAll().split(' ');
-    return fields.size() > 1 ? fields[1].toDouble() * double(sysconf(_SC_PAGESIZE)) / (1024.0 * 1024.0) : 0;
-}
-
 void settle()
 {
     for (int i = 0; i < 10; ++i) QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
@@ -157,7 +149,7 @@ int main(int argc, char** argv)
     emptyPage->resize(pageSize);
     emptyPage->show();
     settle();
-    const double emptyMiB = residentMiB();
+    const double emptyMiB = bench::residentMiB();
     emptyPage.reset();
 
     studio.setPhotos(photos);
@@ -206,7 +198,7 @@ int main(int argc, char** argv)
     // Memory once every photo has been seen and the last screen's tiles are in.
     grid.images().waitForIdle();
     settle();
-    const double fullMiB = residentMiB();
+    const double fullMiB = bench::residentMiB();
     row("memory over an empty library", "MiB", fullMiB - emptyMiB, "resident with an empty library", emptyMiB, 200);
     std::printf("  (tile cache %.1f MiB in %d tiles, limit %.0f MiB; image cache %d entries)\n",
                 double(grid.images().bytes()) / (1024.0 * 1024.0), grid.images().count(),

@@ -26,14 +26,6 @@ using namespace velora;
 
 namespace {
 
-double residentMiB()
-{
-    QFile f(QStringLiteral("/proc/self/statm"));
-    if (!f.open(QIODevice::ReadOnly)) return 0;
-    const QList<QByteArray> fields = f.readAll().split(' ');
-    return fields.size() > 1 ? fields[1].toDouble() * double(sysconf(_SC_PAGESIZE)) / (1024.0 * 1024.0) : 0;
-}
-
 void settle()
 {
     for (int i = 0; i < 10; ++i) QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
@@ -84,7 +76,7 @@ Figures measure(int pieces, int photos)
     DesktopController desktop(studio, screens);
     Application app(Application::Mode::normal, studio, desktop);
     settle();
-    const double before = residentMiB();
+    const double before = bench::residentMiB();
 
     Figures f;
     QElapsedTimer t;
@@ -128,7 +120,7 @@ Figures measure(int pieces, int photos)
         f.warmFrame = warm[warm.size() / 2];
     }
     settle();
-    f.rss = residentMiB() - before;
+    f.rss = bench::residentMiB() - before;
     return f;
 }
 

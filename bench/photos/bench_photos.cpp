@@ -29,14 +29,6 @@ using namespace velora;
 
 namespace {
 
-double residentMiB()
-{
-    QFile f(QStringLiteral("/proc/self/statm"));
-    if (!f.open(QIODevice::ReadOnly)) return 0;
-    const QList<QByteArray> fields = f.readAll().split(' ');
-    return fields.size() > 1 ? fields[1].toDouble() * double(sysconf(_SC_PAGESIZE)) / (1024.0 * 1024.0) : 0;
-}
-
 bool waitFor(const std::function<bool()>& done, int ms = 60000)
 {
     QElapsedTimer t;
@@ -138,20 +130,20 @@ int main(int argc, char** argv)
         QFile::link(thumbSources[i % thumbSources.size()], thumbs + QString("/thumb%1.jpg").arg(i + 1, 16, 16, QChar('0')));
 
     // Memory of the open sheet, first of all, so nothing of earlier showings is counted.
-    const double rssBefore = residentMiB();
+    const double rssBefore = bench::residentMiB();
     PhotosPickerSheet* shown = PhotosPickerSheet::present(
         &window, studio, new PhotosBridge({std::make_shared<ShotwellSource>(fixture.databasePath(), thumbs)}));
     QListView* shownGrid = gridOf(shown);
     waitFor([&] { return shownGrid->isVisible() && shownGrid->model()->rowCount() > 0; });
     waitFor([&] { return allLoaded(shownGrid, visibleRows(shownGrid)); });
-    const double rssFirst = residentMiB();
+    const double rssFirst = bench::residentMiB();
     double rssPeak = rssFirst;
     QElapsedTimer scroll;
     scroll.start();
     for (int v = 0; v <= shownGrid->verticalScrollBar()->maximum(); v += shownGrid->viewport()->height()) {
         shownGrid->verticalScrollBar()->setValue(v);
         waitFor([&] { return allLoaded(shownGrid, visibleRows(shownGrid)); });
-        rssPeak = std::max(rssPeak, residentMiB());
+        rssPeak = std::max(rssPeak, bench::residentMiB());
     }
     const double scrollMs = double(scroll.elapsed());
     const int cells = shownGrid->model()->rowCount();
