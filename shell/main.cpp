@@ -18,7 +18,6 @@
 #include <QCommandLineParser>
 #include <QDir>
 #include <QFileInfo>
-#include <QSettings>
 #include <QTextStream>
 
 #include <memory>
