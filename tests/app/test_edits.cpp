@@ -181,28 +181,6 @@ private slots:
         QCOMPARE(resets.size(), 1);
         QCOMPARE(pieces->rowCount(), 0);
     }
-
-    void viewStateNeverTouchesPiecesOrTheDesktop()
-    {
-        Rig rig;
-        const auto ph = rig.addPhotos({{600, 400}});
-        rig.addPiece({ph[0].id});
-        rig.controller.start();
-        QCoreApplication::processEvents(); // the new piece's first placement is stored and synced
-        QSignalSpy pieces(&rig.studio, &Studio::piecesChanged);
-        QSignalSpy photos(&rig.studio, &Studio::photosChanged);
-        const qint64 syncs = rig.controller.syncCount();
-        rig.studio.select(rig.studio.pieces()[0].id);
-        rig.studio.setPage(Page::library);
-        rig.studio.setShowInspector(false);
-        rig.studio.setLibrarySelection({ph[0].id});
-        rig.studio.setShowPhotosPicker(true);
-        rig.studio.setImportMessage(QStringLiteral("Added 1 photo to your library."));
-        QCoreApplication::processEvents();
-        QCOMPARE(pieces.size(), 0);
-        QCOMPARE(photos.size(), 0);
-        QCOMPARE(rig.controller.syncCount(), syncs);
-    }
 };
 
 VELORA_TEST(TestEdits)

@@ -7,16 +7,22 @@ using namespace velora;
 class TestFrames : public QObject {
     Q_OBJECT
 private slots:
-    void stylesInDeclarationOrderWithTheirRawValues()
+    // The raw values are what the state files hold.
+    void rawValuesInDeclarationOrder()
     {
-        const char* raws[] = {"gallery", "instant", "film", "bare", "tape"};
-        QCOMPARE(allFrameStyles.size(), std::size(raws));
+        const char* styles[] = {"gallery", "instant", "film", "bare", "tape"};
+        QCOMPARE(allFrameStyles.size(), std::size(styles));
         for (size_t i = 0; i < allFrameStyles.size(); ++i) {
-            QCOMPARE(rawValue(allFrameStyles[i]), std::string_view(raws[i]));
-            QCOMPARE(frameStyleFromRaw(raws[i]), std::optional(allFrameStyles[i]));
+            QCOMPARE(rawValue(allFrameStyles[i]), std::string_view(styles[i]));
+            QCOMPARE(frameStyleFromRaw(styles[i]), std::optional(allFrameStyles[i]));
         }
-        QVERIFY(!frameStyleFromRaw("Gallery"));
-        QVERIFY(!frameStyleFromRaw(""));
+        const char* layouts[] = {"single", "row", "column", "justified", "stack", "frieze"};
+        QCOMPARE(allCollageLayouts.size(), std::size(layouts));
+        for (size_t i = 0; i < allCollageLayouts.size(); ++i) {
+            QCOMPARE(rawValue(allCollageLayouts[i]), std::string_view(layouts[i]));
+            QCOMPARE(collageLayoutFromRaw(layouts[i]), std::optional(allCollageLayouts[i]));
+        }
+        QVERIFY(!frameStyleFromRaw("Gallery") && !frameStyleFromRaw("") && !collageLayoutFromRaw("grid"));
     }
 
     void insets()
@@ -39,7 +45,6 @@ private slots:
             QCOMPARE(FrameMetrics::insets(s, {0, 500}, false, true).top, 0.0);
             QCOMPARE(FrameMetrics::insets(s, {500, 0}, true, false).left, 0.0);
         }
-        QCOMPARE((FrameInsets{1, 2, 3, 4}.scaled(2)), (FrameInsets{2, 4, 6, 8}));
     }
 
     void spacingRulesInOrder()

@@ -13,17 +13,6 @@ bool near(double a, double b, double eps = 1e-9) { return std::abs(a - b) <= eps
 class TestLayout : public QObject {
     Q_OBJECT
 private slots:
-    void layoutsInDeclarationOrderWithTheirRawValues()
-    {
-        const char* raws[] = {"single", "row", "column", "justified", "stack", "frieze"};
-        QCOMPARE(allCollageLayouts.size(), std::size(raws));
-        for (size_t i = 0; i < allCollageLayouts.size(); ++i) {
-            QCOMPARE(rawValue(allCollageLayouts[i]), std::string_view(raws[i]));
-            QCOMPARE(collageLayoutFromRaw(raws[i]), std::optional(allCollageLayouts[i]));
-        }
-        QVERIFY(!collageLayoutFromRaw("grid"));
-    }
-
     void seededRandomIsBitExact()
     {
         SeededRandom one(1);

@@ -162,18 +162,6 @@ private slots:
         QCOMPARE(Autostart::starts(path), starts);
     }
 
-    void programRemovedAfterwards()
-    {
-        QTemporaryDir dir;
-        const QString program = dir.filePath(QStringLiteral("velora"));
-        QVERIFY(makeProgram(program));
-        const QString path = dir.filePath(QStringLiteral("autostart/velora.desktop"));
-        QCOMPARE(Autostart::write(path, program), std::nullopt);
-        QVERIFY(Autostart::starts(path));
-        QVERIFY(QFile::remove(program));
-        QVERIFY(!Autostart::starts(path));
-    }
-
     void execQuoting_data()
     {
         QTest::addColumn<QStringList>("arguments");

@@ -215,16 +215,6 @@ private slots:
         QCOMPARE(UpdateChecker::compareVersions(a, b), order);
         QCOMPARE(UpdateChecker::compareVersions(b, a), -order);
     }
-
-    void runningVersionFallsBackTo10()
-    {
-        const QString was = QCoreApplication::applicationVersion();
-        QCoreApplication::setApplicationVersion({});
-        QCOMPARE(UpdateChecker::runningVersion(), QStringLiteral("1.0"));
-        QCoreApplication::setApplicationVersion(QStringLiteral("0.4.2"));
-        QCOMPARE(UpdateChecker::runningVersion(), QStringLiteral("0.4.2"));
-        QCoreApplication::setApplicationVersion(was);
-    }
 };
 
 VELORA_TEST(TestUpdates)
