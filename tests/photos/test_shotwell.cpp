@@ -90,18 +90,6 @@ private slots:
         QCOMPARE(assets.first().id, QString("shotwell:1000"));
     }
 
-    void identifiersAreStableAcrossReads()
-    {
-        QStringList first, second;
-        for (QStringList* out : {&first, &second}) {
-            ShotwellSource source(m_fixture->databasePath());
-            for (const PhotoCollection& c : source.collections())
-                for (const PhotoAsset& a : source.assets(c, 5)) out->append(c.id + "/" + a.id);
-        }
-        QCOMPARE(first, second);
-        QVERIFY(first.contains("shotwell:tag:/Trips/Alps/shotwell:1002"));
-    }
-
     void orientationAsShotwellRecordsIt_data()
     {
         QTest::addColumn<quint16>("fileOrientation");
