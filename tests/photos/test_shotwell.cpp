@@ -62,7 +62,7 @@ private slots:
         QVERIFY(!QFileInfo::exists(m_fixture->databasePath() + "-wal"));
     }
 
-    void albumsInOrderWithCounts()
+    void albumsInOrderWithCountsAndNewestFirst()
     {
         auto b = bridge();
         QCOMPARE(b->status(), PhotoAccess::authorized);
@@ -74,11 +74,8 @@ private slots:
                                               "Screenshots 1", eventDate + " 3", "Summer 1000", "Alps 2"}));
         QCOMPARE(b->selectedAlbum()->title, QString("All Photos"));
         QCOMPARE(b->assets().size(), 601);
-    }
 
-    void albumOf1000ListsThe601Newest()
-    {
-        auto b = bridge();
+        // An album of 1000 lists the 601 newest.
         b->select(*albumTitled(*b, "Summer"));
         const auto& assets = b->assets();
         QCOMPARE(assets.size(), PhotosBridge::lastListedIndex + 1);
@@ -299,7 +296,6 @@ private slots:
                 QVERIFY(QSqlQuery(writer).exec("UPDATE PhotoTable SET rating = 3"));
             }
             ShotwellSource source(path);
-            QCOMPARE(source.access(), PhotoAccess::denied);
             QVERIFY(!source.problem().isEmpty());
             QVERIFY(source.collections().isEmpty());
             PhotosBridge b(PhotoSources{std::make_shared<ShotwellSource>(path)});

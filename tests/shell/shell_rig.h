@@ -9,6 +9,26 @@
 
 namespace velora::testing {
 
+// XDG_CONFIG_HOME in a folder of its own, and any other variable set, for the life of a test.
+struct ConfigHome {
+    QTemporaryDir dir;
+    QList<std::pair<QByteArray, QByteArray>> saved;
+
+    ConfigHome() { set("XDG_CONFIG_HOME", dir.path().toLocal8Bit()); }
+    void set(const char* name, const QByteArray& value)
+    {
+        saved.append({name, qgetenv(name)});
+        qputenv(name, value);
+    }
+    ~ConfigHome()
+    {
+        for (auto it = saved.crbegin(); it != saved.crend(); ++it) {
+            if (it->second.isNull()) qunsetenv(it->first.constData());
+            else qputenv(it->first.constData(), it->second);
+        }
+    }
+};
+
 struct ShellRig {
     QTemporaryDir dir;
     Settings settings{Settings::file(dir.filePath(QStringLiteral("settings.ini")))};

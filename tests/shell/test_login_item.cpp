@@ -1,38 +1,17 @@
 // The login item as a freedesktop autostart entry in a temporary XDG_CONFIG_HOME: turning it on
 // and off, entries that do not start anything, folders that cannot be written, and Exec quoting.
 #include "login_item.h"
-#include "fixtures.h"
+#include "shell_rig.h"
 #include "testing.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
-#include <QTemporaryDir>
 
 #include <unistd.h>
 
 using namespace velora;
 using namespace velora::testing;
-
-namespace {
-
-struct Environment {
-    QList<QPair<QByteArray, QByteArray>> saved;
-    void set(const char* name, const QByteArray& value)
-    {
-        saved.append({name, qgetenv(name)});
-        qputenv(name, value);
-    }
-    ~Environment()
-    {
-        for (auto it = saved.crbegin(); it != saved.crend(); ++it) {
-            if (it->second.isNull()) qunsetenv(it->first.constData());
-            else qputenv(it->first.constData(), it->second);
-        }
-    }
-};
-
-} // namespace
 
 Q_DECLARE_METATYPE(std::optional<QStringList>)
 
@@ -54,10 +33,8 @@ class TestLoginItem : public QObject {
 private slots:
     void onAndOff()
     {
-        QTemporaryDir config;
-        Environment env;
-        env.set("XDG_CONFIG_HOME", config.path().toLocal8Bit());
-        QCOMPARE(Autostart::entryPath(), config.filePath(QStringLiteral("autostart/" VELORA_APP_ID ".desktop")));
+        ConfigHome config;
+        QCOMPARE(Autostart::entryPath(), config.dir.filePath(QStringLiteral("autostart/" VELORA_APP_ID ".desktop")));
         QVERIFY(!LoginItem::enabled());
 
         QCOMPARE(LoginItem::set(true), std::nullopt);
@@ -80,30 +57,18 @@ private slots:
 
     void defaultFolder()
     {
-        QTemporaryDir home;
-        Environment env;
-        env.set("HOME", home.path().toLocal8Bit());
+        ConfigHome env;
+        env.set("HOME", env.dir.path().toLocal8Bit());
         for (const QByteArray& unusable : {QByteArray(), QByteArray("relative/config")}) {
             env.set("XDG_CONFIG_HOME", unusable);
-            QCOMPARE(Autostart::folder(), home.filePath(QStringLiteral(".config/autostart")));
+            QCOMPARE(Autostart::folder(), env.dir.filePath(QStringLiteral(".config/autostart")));
         }
     }
 
+    // A file where the folder goes: see the settings window's tests.
     void foldersThatCannotBeWritten()
     {
-        QTemporaryDir config;
-        Environment env;
-        env.set("XDG_CONFIG_HOME", config.path().toLocal8Bit());
-
-        // A file where the folder goes.
-        QVERIFY(writeBytes(Autostart::folder(), "a file"));
-        const auto error = LoginItem::set(true);
-        QVERIFY(error && error->startsWith(failure) && error->size() > failure.size());
-        QVERIFY(!LoginItem::enabled());
-        QCOMPARE(readBytes(Autostart::folder()), QByteArray("a file")); // nothing lost
-        QVERIFY(QFile::remove(Autostart::folder()));
-
-        // A folder without write permission (root writes anyway, so only tried as a user).
+        ConfigHome config;
         if (::geteuid() == 0) QSKIP("running as root: permissions do not stop root");
         QVERIFY(QDir().mkpath(Autostart::folder()));
         QVERIFY(QFile::setPermissions(Autostart::folder(), QFile::ReadOwner | QFile::ExeOwner));

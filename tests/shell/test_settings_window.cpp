@@ -48,18 +48,6 @@ QString stored(ShellRig& rig, const QString& key)
 // A click on the box itself, as a person aims (a stretched row is wider than its text).
 void click(QCheckBox* box) { QTest::mouseClick(box, Qt::LeftButton, {}, QPoint(6, box->height() / 2)); }
 
-// XDG_CONFIG_HOME pointed at a folder for the life of a test.
-struct ConfigHome {
-    QTemporaryDir dir;
-    QByteArray was = qgetenv("XDG_CONFIG_HOME");
-    ConfigHome() { qputenv("XDG_CONFIG_HOME", dir.path().toLocal8Bit()); }
-    ~ConfigHome()
-    {
-        if (was.isNull()) qunsetenv("XDG_CONFIG_HOME");
-        else qputenv("XDG_CONFIG_HOME", was);
-    }
-};
-
 } // namespace
 
 class TestSettingsWindow : public QObject {
@@ -190,6 +178,7 @@ private slots:
         QVERIFY(writeBytes(Autostart::folder(), "not a folder"));
         click(w.loginToggle());
         QVERIFY(!w.loginToggle()->isChecked());
+        QCOMPARE(readBytes(Autostart::folder()), QByteArray("not a folder"));
         QVERIFY(w.loginError()->isVisible());
         QVERIFY2(w.loginError()->text().startsWith(QStringLiteral("Couldn’t change the login item: ")), qPrintable(w.loginError()->text()));
 
