@@ -12,23 +12,6 @@
 
 using namespace velora;
 
-namespace {
-// Small bright dots: pixels clearly brighter than everything four pixels away on each side.
-int starLikeDots(const QImage& image)
-{
-    int count = 0;
-    for (int y = 4; y < image.height() - 4; y += 1)
-        for (int x = 4; x < image.width() - 4; x += 1) {
-            const int g = qGray(image.pixel(x, y));
-            if (g < 120) continue;
-            const int around = std::max({qGray(image.pixel(x - 4, y)), qGray(image.pixel(x + 4, y)),
-                                         qGray(image.pixel(x, y - 4)), qGray(image.pixel(x, y + 4))});
-            if (g - around > 40) ++count;
-        }
-    return count;
-}
-} // namespace
-
 class TestDemo : public QObject {
     Q_OBJECT
     QTemporaryDir m_dir;
@@ -60,20 +43,6 @@ private slots:
         const QColor top = img->pixelColor(2, 0);
         QVERIFY2(std::abs(top.red() - 0xf2) <= 3 && std::abs(top.blue() - 0xf5) <= 3, qPrintable(top.name()));
         for (int y = 0; y < 300; y += 7) QCOMPARE(qAlpha(img->pixel(200, y)), 255);
-    }
-
-    void onlyTheNightPaletteHasStars()
-    {
-        for (int i = 0; i < 7; ++i) {
-            QCOMPARE(DemoArt::palettes[i].night, i == 3);
-            const auto img = DemoArt::scene(DemoArt::sizes[i].width, DemoArt::sizes[i].height,
-                                            DemoArt::palettes[i], 3 + 17 * i);
-            QVERIFY(img);
-            const int dots = starLikeDots(*img);
-            if (i == 3) QVERIFY2(dots > 30, qPrintable(QString::number(dots)));
-            else QVERIFY2(dots == 0, qPrintable(QStringLiteral("palette %1: %2").arg(i).arg(dots)));
-        }
-        QCOMPARE(QString::fromUtf8(DemoArt::sizes[3].title), QStringLiteral("Night drive"));
     }
 
     void makePhotosStoresAtMostSeven()

@@ -298,7 +298,6 @@ private slots:
         QVERIFY(QTest::qWaitFor([&] { return !rig.studio.showPhotosPicker(); }, 2000));
         QVERIFY(QTest::qWaitFor([] { return PhotosPickerSheet::current() == nullptr; }, 2000));
     }
-
 };
 
 VELORA_TEST(TestManagerWindow)
