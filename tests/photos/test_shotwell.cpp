@@ -172,19 +172,6 @@ private slots:
         QCOMPARE(PhotosBridge::titleFor(a), title);
     }
 
-    void picksKeepTickingOrderAcrossAlbums()
-    {
-        auto b = bridge();
-        QSignalSpy picked(b.get(), &PhotosBridge::pickedChanged);
-        b->togglePick("shotwell:1002");
-        b->togglePick("shotwell:1000");
-        b->togglePick("shotwell:1002"); // unticked …
-        b->select(*albumTitled(*b, "Alps"));
-        b->togglePick("shotwell:1002"); // … and ticked again: now last
-        QCOMPARE(b->picked(), (QStringList{"shotwell:1000", "shotwell:1002"}));
-        QCOMPARE(picked.count(), 4);
-    }
-
     // Picks made in another album are skipped, the rest stored in ticking order, titled by file
     // name and upright; a second import of the same photos (a new bridge, as the next day) stores
     // nothing new but still hands them back.
