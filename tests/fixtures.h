@@ -27,6 +27,13 @@ inline QList<QUuid> newIDs(int n)
     return out;
 }
 
+inline QList<QUuid> idsOf(const QList<Photo>& photos)
+{
+    QList<QUuid> out;
+    for (const Photo& p : photos) out.append(p.id);
+    return out;
+}
+
 inline bool writeBytes(const QString& path, const QByteArray& bytes)
 {
     QFile f(path);

@@ -1,12 +1,9 @@
-// The typed settings: defaults, the Boolean read rule in text and typed stores, the launch rule,
-// and the Studio and desktop reading through them.
+// The typed settings: the Boolean read rule in text and typed stores, the round trip, the launch
+// rule. (Each setting taking effect: the settings window's tests.)
 #include "fixtures.h"
 #include "testing.h"
 
-#include "desktop/fakes.h"
-#include "desktop_controller.h"
 #include "settings.h"
-#include "studio.h"
 
 #include <QDataStream>
 #include <QSettings>
@@ -31,17 +28,6 @@ class TestSettings : public QObject {
     QTemporaryDir dir;
 
 private slots:
-    void defaultsWhenNothingIsStored()
-    {
-        Settings s(iniWith(dir, ""));
-        QVERIFY(s.showMenuBarIcon());
-        QCOMPARE(s.openManagerAtLaunch(), std::nullopt);
-        QVERIFY(s.snapToGrid());
-        QCOMPARE(s.defaultFrame(), FrameStyle::gallery);
-        QVERIFY(!s.allHidden());
-        QVERIFY(s.managerGeometry().isEmpty());
-    }
-
     void booleansReadOnlyAsBooleans_data()
     {
         QTest::addColumn<QByteArray>("stored");
@@ -147,24 +133,6 @@ private slots:
         // The string "false" is no Boolean, so the window opens.
         Settings s(iniWith(dir, "openManagerAtLaunch=\"false \"\n"));
         QVERIFY(Settings::opensManagerAtLaunch(s.openManagerAtLaunch(), false, true));
-    }
-
-    void theStudioAndTheDesktopReadThroughThem()
-    {
-        QTemporaryDir lib;
-        Storage::setRoot(lib.path());
-        Settings s(iniWith(dir, "allHidden=true\ndefaultFrame=tape\nsnapToGrid=false\n"));
-        Studio studio(s);
-        QVERIFY(studio.allHidden());
-        QCOMPARE(studio.newPiece(testing::newIDs(1)).frame, FrameStyle::tape);
-        QVERIFY(!s.allHidden()); // a new piece shows, and that is stored
-
-        testing::FakeScreens screens({testing::mainDisplay()});
-        DesktopController controller(studio, screens);
-        const ScreenInfo k{"K", {0, 0, 1440, 875}, {0, 0, 1440, 875}};
-        QCOMPARE(controller.snapped({246.99 - 20, 400, 240, 200}, 20, k).x, 246.99 - 20);
-        s.setSnapToGrid(true); // read on every call
-        QCOMPARE(controller.snapped({246.99 - 20, 400, 240, 200}, 20, k).x, 240.0 - 20);
     }
 };
 

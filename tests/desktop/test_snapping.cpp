@@ -101,20 +101,6 @@ private slots:
         QCOMPARE(shifted.fromQt(QRect(1920, 180, 1440, 900)), (Rect{1920, 0, 1440, 900}));
         QCOMPARE(shifted.fromQt(QRect(0, 0, 1920, 1080)), (Rect{0, 0, 1920, 1080}));
     }
-
-    void findingScreens()
-    {
-        const QList<ScreenInfo> screens{{"A", {0, 0, 1440, 900}, {0, 0, 1440, 875}},
-                                        {"B", {-1440, 0, 1440, 900}, {-1440, 0, 1440, 900}}};
-        QCOMPARE(ScreenMath::screenFor(QString("B"), screens), 1);
-        QCOMPARE(ScreenMath::screenFor(QString("gone"), screens), 0);
-        QCOMPARE(ScreenMath::screenFor(std::nullopt, screens), 0);
-        QCOMPARE(ScreenMath::screenFor(QString("A"), {}), std::nullopt);
-        // The screen a frame overlaps most.
-        QCOMPARE(ScreenMath::screenOf({-100, 10, 300, 100}, screens), 0);
-        QCOMPARE(ScreenMath::screenOf({-200, 10, 300, 100}, screens), 1);
-        QCOMPARE(ScreenMath::screenOf({5000, 10, 300, 100}, screens), std::nullopt);
-    }
 };
 
 VELORA_TEST(TestSnapping)

@@ -1,4 +1,5 @@
 #include "editor_rules.h"
+#include "fixtures.h"
 #include "testing.h"
 
 #include <cmath>
@@ -13,13 +14,6 @@ Q_DECLARE_METATYPE(QList<velora::EditorRules::DisplayChoice>)
 namespace {
 const QString minus = QString(QChar(0x2212));
 const QString degree = QString(QChar(0x00b0));
-
-QList<QUuid> ids(int n)
-{
-    QList<QUuid> out;
-    for (int i = 0; i < n; ++i) out.append(QUuid::createUuid());
-    return out;
-}
 } // namespace
 
 class TestEditorRules : public QObject {
@@ -111,30 +105,15 @@ private slots:
         QCOMPARE(Rules::tiltPosition(tilt), position);
         QCOMPARE(Rules::tiltText(tilt), text);
         QCOMPARE(Rules::tiltInRange(tilt), inRange);
-        QCOMPARE(Rules::tiltOf(Rules::minTilt), -12.0);
-        QCOMPARE(Rules::tiltOf(Rules::maxTilt), 12.0);
     }
 
+    // The labels, and an edited file's value shown in its place: see the inspector's slideshow test.
     void intervals()
     {
-        const QStringList labels{"Off", "Every minute", "Every 5 minutes", "Every 15 minutes", "Every 30 minutes",
-                                 "Every hour", "Every 3 hours", "Once a day"};
-        const QList<qint64> minutes{0, 1, 5, 15, 30, 60, 180, 1440};
-        QStringList gotLabels;
-        QList<qint64> gotMinutes;
-        for (const auto& i : Rules::intervals()) {
-            gotLabels << i.label;
-            gotMinutes << i.minutes;
-        }
-        QCOMPARE(gotLabels, labels);
-        QCOMPARE(gotMinutes, minutes);
-        QCOMPARE(Rules::intervalsFor(60).size(), 8);
-
-        // A value from an edited file is offered where it belongs, and so kept.
-        const auto seven = Rules::intervalsFor(7);
-        QCOMPARE(seven.size(), 9);
-        QCOMPARE(seven[3].minutes, 7);
-        QCOMPARE(seven[3].label, QStringLiteral("Every 7 minutes"));
+        QList<qint64> minutes;
+        for (const auto& i : Rules::intervalsFor(60)) minutes << i.minutes;
+        QCOMPARE(minutes, (QList<qint64>{0, 1, 5, 15, 30, 60, 180, 1440}));
+        QCOMPARE(Rules::intervalsFor(7)[3].minutes, 7);
         const auto negative = Rules::intervalsFor(-3);
         QCOMPARE(negative.front().minutes, -3);
         QCOMPARE(negative.front().label, "Off (" + minus + "3)");
@@ -194,27 +173,12 @@ private slots:
         QFETCH(int, from);
         QFETCH(int, to);
         QFETCH(QList<int>, order);
-        const QList<QUuid> five = ids(5);
+        const QList<QUuid> five = velora::testing::newIDs(5);
         QSet<QUuid> known;
         for (int i : listed) known.insert(five[i]);
         QList<QUuid> expected;
         for (int i : order) expected.append(five[i]);
         QCOMPARE(Rules::reorder(five, [&](const QUuid& id) { return known.contains(id); }, from, to), expected);
-    }
-
-    void texts()
-    {
-        QCOMPARE(Rules::visibilityText(true), QStringLiteral("On desktop"));
-        QCOMPARE(Rules::visibilityText(false), QStringLiteral("Hidden"));
-        QCOMPARE(Rules::lockText(true), QStringLiteral("Locked"));
-        QCOMPARE(Rules::lockText(false), QStringLiteral("Movable"));
-        QCOMPARE(Rules::helpLine(true), QStringLiteral("Clicks pass straight through to your desktop."));
-        QCOMPARE(Rules::helpLine(false), QStringLiteral("Drag it on the desktop. It snaps to the edges and a soft grid."));
-        QCOMPARE(Rules::singleNote(3), QStringLiteral("Shows one photo at a time. Turn on Slideshow to cycle through all 3"));
-        QCOMPARE(Rules::slideshowNote(CollageLayout::single, 2), QStringLiteral("Crossfades to the next photo."));
-        QCOMPARE(Rules::slideshowNote(CollageLayout::stack, 5), QStringLiteral("Crossfades to a new order of the photos."));
-        QCOMPARE(Rules::slideshowNote(CollageLayout::single, 1), QStringLiteral("Add more photos to use a slideshow."));
-        QCOMPARE(Rules::slideshowNote(CollageLayout::row, 0), QStringLiteral("Add more photos to use a slideshow."));
     }
 };
 

@@ -6,19 +6,13 @@
 #include "photo_list.h"
 #include "prompts.h"
 #include "testing.h"
-#include "texts.h"
 
-#include <QAbstractButton>
 #include <QComboBox>
-#include <QDir>
-#include <QItemSelectionModel>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>
 #include <QMenu>
 #include <QPushButton>
-#include <QRegularExpression>
-#include <QScrollArea>
 #include <QSignalSpy>
 #include <QSlider>
 #include <QStyleOptionSlider>
@@ -92,13 +86,6 @@ void dragRow(PhotoRow* row, int dy)
     QTest::mouseRelease(handle, Qt::LeftButton, {}, start + QPoint(0, dy));
 }
 
-QList<QUuid> idsOf(const QList<Photo>& photos)
-{
-    QList<QUuid> out;
-    for (const Photo& p : photos) out << p.id;
-    return out;
-}
-
 } // namespace
 
 class TestInspector : public QObject {
@@ -117,12 +104,11 @@ private slots:
         QVERIFY(t.inspector.showsEditor());
         QCOMPARE(t.e->pieceID(), piece.id);
 
-        // Deleted elsewhere (the desktop, a menu, an undo): the empty state, never a stale editor.
+        // Deleted elsewhere, a selection naming no piece, a reset of the pieces: the empty state,
+        // never a stale editor.
         t.rig.edits.deletePiece(piece.id);
         QVERIFY(!t.inspector.showsEditor());
         t.undo();
-        QVERIFY(t.rig.studio.piece(piece.id));
-        // A selection naming no piece, and a reset of the pieces that drops the selected one.
         t.rig.studio.setSelectedPieceID(QUuid::createUuid());
         QVERIFY(!t.inspector.showsEditor());
         t.rig.studio.setSelectedPieceID(piece.id);
@@ -135,163 +121,97 @@ private slots:
         QCOMPARE(t.steps(), before);
     }
 
-    void header_data()
+    // The pills follow changes made elsewhere; a run of typing is one step until editing finishes.
+    void headerAndName()
     {
-        QTest::addColumn<bool>("visible");
-        QTest::addColumn<bool>("locked");
-        QTest::addColumn<QString>("first");
-        QTest::addColumn<QString>("second");
-        QTest::addColumn<QString>("help");
+        Editor t;
+        const Piece piece = t.rig.addPiece(t.rig.addPhotos(1));
         const QString drag = QStringLiteral("Drag it on the desktop. It snaps to the edges and a soft grid.");
         const QString through = QStringLiteral("Clicks pass straight through to your desktop.");
-        QTest::newRow("shown, movable") << true << false << "On desktop" << "Movable" << drag;
-        QTest::newRow("shown, locked") << true << true << "On desktop" << "Locked" << through;
-        QTest::newRow("hidden, movable") << false << false << "Hidden" << "Movable" << drag;
-        QTest::newRow("hidden, locked") << false << true << "Hidden" << "Locked" << through;
-    }
-    void header()
-    {
-        QFETCH(bool, visible);
-        QFETCH(bool, locked);
-        QFETCH(QString, first);
-        QFETCH(QString, second);
-        QFETCH(QString, help);
-        Editor t;
-        const Piece piece = t.rig.addPiece(t.rig.addPhotos(1));
-        // Changed elsewhere: the pills follow.
-        if (!visible) t.rig.edits.toggleVisible(piece.id);
-        if (locked) t.rig.edits.toggleLocked(piece.id);
-        QCOMPARE(t.e->visibilityPill()->text(), first);
-        QCOMPARE(t.e->lockPill()->text(), second);
-        QCOMPARE(t.e->visibilityPill()->accessibleName(), first);
-        QCOMPARE(t.e->helpLine()->text(), help);
-        QCOMPARE(t.e->nameField()->text(), QStringLiteral("Beach"));
-        QCOMPARE(t.e->nameField()->placeholderText(), QStringLiteral("Name"));
-    }
+        const struct { bool hide, lock; QString visibility, locking, help; } states[] = {
+            {false, false, "On desktop", "Movable", drag}, {false, true, "On desktop", "Locked", through},
+            {true, false, "Hidden", "Locked", through},    {false, true, "Hidden", "Movable", drag}};
+        for (const auto& s : states) {
+            if (s.hide) t.rig.edits.toggleVisible(piece.id);
+            if (s.lock) t.rig.edits.toggleLocked(piece.id);
+            QCOMPARE(t.e->visibilityPill()->text(), s.visibility);
+            QCOMPARE(t.e->visibilityPill()->accessibleName(), s.visibility);
+            QCOMPARE(t.e->lockPill()->text(), s.locking);
+            QCOMPARE(t.e->helpLine()->text(), s.help);
+        }
+        t.rig.edits.stack().clear();
 
-    void typingIsOneStep()
-    {
-        Editor t;
-        const Piece piece = t.rig.addPiece(t.rig.addPhotos(1));
         QLineEdit* name = t.e->nameField();
+        QCOMPARE(name->placeholderText(), QStringLiteral("Name"));
         name->setFocus();
         name->selectAll();
         QTest::keyClicks(name, QStringLiteral("Dunes"));
-        QCOMPARE(t.rig.stored(piece.id).name, QStringLiteral("Dunes"));
         QCOMPARE(t.steps(), 1);
         QVERIFY(t.rig.studio.savePending()); // saved with the usual delay
-        QTest::keyClick(name, Qt::Key_Return); // editing finished: the next typing is a new step
+        QTest::keyClick(name, Qt::Key_Return);
         QTest::keyClicks(name, QStringLiteral(" at dusk"));
         QCOMPARE(t.steps(), 2);
         t.undo();
+        QCOMPARE(name->text(), QStringLiteral("Dunes"));
         QCOMPARE(t.rig.stored(piece.id).name, QStringLiteral("Dunes"));
-        QCOMPARE(name->text(), QStringLiteral("Dunes"));
-        t.undo();
-        QCOMPARE(t.rig.stored(piece.id).name, QStringLiteral("Beach"));
-        QCOMPARE(name->text(), QStringLiteral("Beach"));
-        t.redo();
-        QCOMPARE(name->text(), QStringLiteral("Dunes"));
 
-        // The piece's caption, the same way; its placeholder and note.
-        QLineEdit* caption = t.e->captionField();
-        QCOMPARE(caption->placeholderText(), QStringLiteral("A line for the whole piece"));
+        QCOMPARE(t.e->captionField()->placeholderText(), QStringLiteral("A line for the whole piece"));
         QCOMPARE(t.e->findChild<QLabel*>("captionNote")->text(), QStringLiteral("Uses the photo\u2019s caption if empty"));
-        caption->setFocus();
-        QTest::keyClicks(caption, QStringLiteral("Summer"));
-        QCOMPARE(t.rig.stored(piece.id).caption, QStringLiteral("Summer"));
-        QCOMPARE(t.steps(), 2);
-        QCoreApplication::processEvents();
-        QCOMPARE(t.rig.log[piece.id]->lastView.piece.caption, QStringLiteral("Summer"));
-        t.undo();
-        QCOMPARE(caption->text(), QString());
     }
 
-    void widthSlider()
+    // Drags past the ends give exactly the ends, each drag one step, each key press one step; a
+    // stored value outside the range is shown as it is and not written until moved.
+    void slidersAndTheirEnds()
     {
         Editor t;
         const Piece piece = t.rig.addPiece(t.rig.addPhotos(2));
         QSlider* width = t.e->widthSlider();
-        QCOMPARE(width->accessibleName(), QStringLiteral("Width"));
+        QSlider* tilt = t.e->tiltSlider();
         QCOMPARE(t.e->widthReadout()->text(), QStringLiteral("300"));
-
-        // A drag past the right end gives exactly 1100, and the whole drag is one step.
         QSignalSpy moves(width, &QSlider::valueChanged);
         dragSlider(width, width->width() + 200);
         QVERIFY(moves.size() > 3);
         QCOMPARE(t.rig.stored(piece.id).width, 1100.0);
         QCOMPARE(t.e->widthReadout()->text(), QStringLiteral("1100"));
-        QCOMPARE(t.steps(), 1);
-        QCoreApplication::processEvents();
-        QCOMPARE(t.rig.log[piece.id]->lastView.piece.width, 1100.0);
         dragSlider(width, -200);
         QCOMPARE(t.rig.stored(piece.id).width, 140.0);
-        QCOMPARE(t.steps(), 2);
-        t.undo();
-        QCOMPARE(t.rig.stored(piece.id).width, 1100.0);
-        QCOMPARE(width->value(), 1100);
-        t.undo();
-        QCOMPARE(t.rig.stored(piece.id).width, 300.0);
-        QCOMPARE(t.e->widthReadout()->text(), QStringLiteral("300"));
-        t.redo();
-        QCOMPARE(t.rig.stored(piece.id).width, 1100.0);
-
-        // Keys: each press a step of its own.
+        dragSlider(tilt, -100);
+        QCOMPARE(t.rig.stored(piece.id).tilt, -12.0);
+        dragSlider(tilt, tilt->width() * 3);
+        QCOMPARE(t.rig.stored(piece.id).tilt, 12.0);
+        QCOMPARE(t.e->tiltReadout()->text(), QStringLiteral("12.0\u00b0"));
+        QCOMPARE(t.steps(), 4);
         width->setFocus();
-        QTest::keyClick(width, Qt::Key_Left);
-        QTest::keyClick(width, Qt::Key_Left);
-        QCOMPARE(t.rig.stored(piece.id).width, 1098.0);
-        QCOMPARE(t.steps(), 3);
-    }
+        QTest::keyClick(width, Qt::Key_Right);
+        QTest::keyClick(width, Qt::Key_Right);
+        QCOMPARE(t.rig.stored(piece.id).width, 142.0);
+        QCOMPARE(t.steps(), 6);
 
-    void storedWidthOutsideTheRange()
-    {
-        Editor t;
-        const Piece piece = t.rig.addPiece(t.rig.addPhotos(1));
         // As a state file might have it.
         t.rig.studio.update(piece.id, [](Piece& p) {
             p.width = 2400;
             p.tilt = -30;
         });
         QCOMPARE(t.e->widthReadout()->text(), QStringLiteral("2400"));
-        QCOMPARE(t.e->widthSlider()->value(), 1100);
+        QCOMPARE(width->value(), 1100);
         QCOMPARE(t.e->tiltReadout()->text(), QStringLiteral("\u221230.0\u00b0"));
         QVERIFY(t.e->sizeNote()->isVisible());
-        // Shown, not written.
-        QCOMPARE(t.rig.stored(piece.id).width, 2400.0);
-        QCOMPARE(t.rig.stored(piece.id).tilt, -30.0);
-        QCOMPARE(t.steps(), 0);
+        QCOMPARE(t.steps(), 6);
         // The end key at the end moves nothing; a step down sets a width in the range.
-        t.e->widthSlider()->setFocus();
-        QTest::keyClick(t.e->widthSlider(), Qt::Key_End);
+        QTest::keyClick(width, Qt::Key_End);
         QCOMPARE(t.rig.stored(piece.id).width, 2400.0);
-        QTest::keyClick(t.e->widthSlider(), Qt::Key_Left);
+        QTest::keyClick(width, Qt::Key_Left);
         QCOMPARE(t.rig.stored(piece.id).width, 1099.0);
         QVERIFY(t.e->sizeNote()->isVisible()); // the tilt still is outside
         t.e->straightenButton()->click();
         QVERIFY(!t.e->sizeNote()->isVisible());
-        t.undo();
-        t.undo();
-        QCOMPARE(t.rig.stored(piece.id).width, 2400.0);
     }
 
-    void tilt()
+    // Uniform in [-5, 5], never more than one decimal.
+    void randomTilt()
     {
         Editor t;
         const Piece piece = t.rig.addPiece(t.rig.addPhotos(3), CollageLayout::stack);
-        QSlider* tilt = t.e->tiltSlider();
-        QCOMPARE(tilt->accessibleName(), QStringLiteral("Tilt"));
-        dragSlider(tilt, -100);
-        QCOMPARE(t.rig.stored(piece.id).tilt, -12.0);
-        dragSlider(tilt, tilt->width() * 3);
-        QCOMPARE(t.rig.stored(piece.id).tilt, 12.0);
-        QCOMPARE(t.e->tiltReadout()->text(), QStringLiteral("12.0\u00b0"));
-        QCOMPARE(t.steps(), 2);
-
-        t.e->straightenButton()->click();
-        QCOMPARE(t.rig.stored(piece.id).tilt, 0.0);
-        QCOMPARE(t.e->straightenButton()->text(), QStringLiteral("Straighten"));
-
-        // "Random Tilt": uniform in [-5, 5], never more than one decimal.
         QCOMPARE(t.e->randomTiltButton()->text(), QStringLiteral("Random Tilt"));
         double low = 0, high = 0, sum = 0;
         QSet<double> seen;
@@ -301,7 +221,6 @@ private slots:
             const double value = t.rig.stored(piece.id).tilt;
             QVERIFY(value >= -5.0 && value <= 5.0);
             QCOMPARE(Rules::roundTenth(value), value);
-            QVERIFY(!QString::number(value).contains(QRegularExpression(QStringLiteral("\\.\\d\\d"))));
             low = std::min(low, value);
             high = std::max(high, value);
             sum += value;
@@ -310,16 +229,7 @@ private slots:
         QVERIFY(low <= -4.8 && high >= 4.8);
         QVERIFY(std::abs(sum / draws) < 0.2);
         QVERIFY(seen.size() > 90); // 101 values in all
-        QVERIFY(t.e->tiltSlider()->value() == Rules::tiltPosition(t.rig.stored(piece.id).tilt));
-
-        // "Shuffle the Fan": a new deal, one step, undone like the rest.
-        const int steps = t.steps();
-        const std::uint32_t seed = t.rig.stored(piece.id).seed;
-        t.e->shuffleButton()->click();
-        QVERIFY(t.rig.stored(piece.id).seed != seed);
-        QCOMPARE(t.steps(), steps + 1);
-        t.undo();
-        QCOMPARE(t.rig.stored(piece.id).seed, seed);
+        QCOMPARE(t.e->tiltSlider()->value(), Rules::tiltPosition(t.rig.stored(piece.id).tilt));
     }
 
     void layoutsAndFrames()
@@ -329,7 +239,6 @@ private slots:
         const Piece piece = t.rig.addPiece(photos, CollageLayout::row);
         for (const CollageLayout layout : allCollageLayouts) {
             QAbstractButton* tile = t.e->layoutTile(layout);
-            QCOMPARE(tile->text(), Texts::title(layout));
             QTest::mouseClick(tile, Qt::LeftButton);
             QCOMPARE(t.rig.stored(piece.id).layout, layout);
             QVERIFY(tile->isChecked());
@@ -340,11 +249,6 @@ private slots:
         QCOMPARE(t.steps(), 6);
         QCOMPARE(t.e->acrossButton()->text(), QStringLiteral("Across"));
         QCOMPARE(t.e->downButton()->text(), QStringLiteral("Down"));
-        QVERIFY(t.e->acrossButton()->isChecked());
-        QTest::mouseClick(t.e->downButton(), Qt::LeftButton);
-        QVERIFY(t.rig.stored(piece.id).vertical);
-        QTest::mouseClick(t.e->acrossButton(), Qt::LeftButton);
-        QVERIFY(!t.rig.stored(piece.id).vertical);
         QTest::mouseClick(t.e->layoutTile(CollageLayout::single), Qt::LeftButton);
         QCOMPARE(t.e->layoutNote()->text(), QStringLiteral("Shows one photo at a time. Turn on Slideshow to cycle through all 3"));
         QTest::mouseClick(t.e->layoutTile(CollageLayout::stack), Qt::LeftButton);
@@ -352,16 +256,10 @@ private slots:
 
         for (const FrameStyle style : allFrameStyles) {
             QAbstractButton* tile = t.e->frameTile(style);
-            QCOMPARE(tile->text(), Texts::title(style));
             QTest::mouseClick(tile, Qt::LeftButton);
             QCOMPARE(t.rig.stored(piece.id).frame, style);
             QVERIFY(tile->isChecked());
         }
-        // Undo marks the tile of what is stored again.
-        t.undo();
-        QCOMPARE(t.rig.stored(piece.id).frame, FrameStyle::bare);
-        QVERIFY(t.e->frameTile(FrameStyle::bare)->isChecked());
-        QVERIFY(!t.e->frameTile(FrameStyle::tape)->isChecked());
     }
 
     void photoList()
@@ -380,7 +278,6 @@ private slots:
         PhotoRow* first = list->rows()[0];
         QCOMPARE(first->captionField()->placeholderText(), QStringLiteral("Caption"));
         QCOMPARE(first->removeButton()->toolTip(), QStringLiteral("Remove from this piece"));
-        QCOMPARE(first->removeButton()->accessibleName(), QStringLiteral("Remove from this piece"));
 
         // Dragged below the third row: photoIDs reorder the same way, in one step.
         dragRow(first, 2 * (PhotoRow::rowHeight + PhotoList::spacing) + 5);
@@ -399,23 +296,18 @@ private slots:
         QVERIFY(first->handle()->hasFocus()); // focus stays with the moved row
         QTest::keyClick(first->captionField(), Qt::Key_Up, Qt::AltModifier);
         QCOMPARE(t.rig.stored(piece.id).photoIDs, idsOf(photos.mid(0, 3)));
-        t.undo();
-        t.undo();
-        t.undo();
-        QCOMPARE(t.rig.stored(piece.id).photoIDs, idsOf(photos.mid(0, 3)));
         QCOMPARE(rowIDs(), idsOf(photos.mid(0, 3)));
+        QCOMPARE(t.steps(), 3);
 
         // A photo's own caption is the library record's, one step per run of typing.
         PhotoRow* second = list->rows()[1];
         second->captionField()->setFocus();
         QTest::keyClicks(second->captionField(), QStringLiteral("Low tide"));
         QCOMPARE(t.rig.studio.photo(photos[1].id)->caption, QStringLiteral("Low tide"));
-        QCOMPARE(t.steps(), 1);
+        QCOMPARE(t.steps(), 4);
         t.undo();
         QCOMPARE(t.rig.studio.photo(photos[1].id)->caption, QString());
         QCOMPARE(second->captionField()->text(), QString());
-        t.redo();
-        QCOMPARE(second->captionField()->text(), QStringLiteral("Low tide"));
         // Changed elsewhere (the library page): the field follows.
         t.rig.studio.updatePhoto(photos[0].id, [](Photo& p) { p.caption = QStringLiteral("Ridge"); });
         QCOMPARE(list->rows()[0]->captionField()->text(), QStringLiteral("Ridge"));
@@ -425,33 +317,19 @@ private slots:
         QCOMPARE(t.rig.stored(piece.id).photoIDs, (QList<QUuid>{photos[0].id, photos[2].id}));
         QVERIFY(t.rig.studio.photo(photos[1].id));
         QCOMPARE(list->rows().size(), 2);
-        t.undo();
-        QCOMPARE(list->rows().size(), 3);
-    }
-
-    void removingTheLastPhoto()
-    {
-        Editor t;
-        const Piece piece = t.rig.addPiece(t.rig.addPhotos(1));
+        // The last one gone: a piece without photos, and no panel.
         QCoreApplication::processEvents();
         QVERIFY(t.rig.log[piece.id]);
-        QTest::mouseClick(t.e->photoList()->rows()[0]->removeButton(), Qt::LeftButton);
+        QTest::mouseClick(list->rows()[1]->removeButton(), Qt::LeftButton);
+        QTest::mouseClick(list->rows()[0]->removeButton(), Qt::LeftButton);
         QVERIFY(t.rig.stored(piece.id).photoIDs.isEmpty());
-        QVERIFY(t.e->photoList()->rows().isEmpty());
+        QVERIFY(list->rows().isEmpty());
         QCOMPARE(t.e->photosNote()->text(), QStringLiteral("No photos yet. Use + to add some."));
         QCOMPARE(t.e->slideshowNote()->text(), QStringLiteral("Add more photos to use a slideshow."));
         QVERIFY(!t.e->nextPhotoButton()->isVisible());
-        // No panel on the desktop; the piece is saved without photos.
         QCoreApplication::processEvents();
         QVERIFY(!t.rig.log[piece.id]);
-        t.rig.studio.saveNow();
-        QList<Piece> saved;
-        StateFiles::readPieces(saved);
-        QCOMPARE(saved.size(), 1);
-        QVERIFY(saved.front().photoIDs.isEmpty());
-        t.undo();
-        QCoreApplication::processEvents();
-        QVERIFY(t.rig.log[piece.id]);
+        QVERIFY(t.rig.studio.piece(piece.id));
     }
 
     void addFromLibrary()
@@ -481,11 +359,21 @@ private slots:
         QCOMPARE(t.steps(), 1);
         QTRY_VERIFY(!t.e->libraryPicker());
         QCOMPARE(t.e->photoList()->rows().size(), 4);
-        t.undo();
-        QCOMPARE(t.rig.stored(piece.id).photoIDs, idsOf(photos.mid(0, 2)));
+
+        // From files: imported into the library and added to the piece, one step.
+        const QString a = t.rig.dir.filePath("a.jpg"), b = t.rig.dir.filePath("b.jpg");
+        samples::writeBytes(a, samples::encode(samples::picture(320, 200), "jpeg"));
+        samples::writeBytes(b, samples::encode(samples::picture(200, 320), "jpeg"));
+        t.rig.studio.setFileChooser([&] { return QStringList{a, b}; });
+        t.e->addButton()->menu()->actions()[1]->trigger();
+        QTRY_COMPARE_WITH_TIMEOUT(t.rig.stored(piece.id).photoIDs.size(), 6, 20000);
+        QCOMPARE(t.steps(), 2);
+        QCOMPARE(t.e->photoList()->rows().size(), 6);
 
         // An empty library says so.
-        t.rig.studio.removeFromLibrary({photos[0].id, photos[1].id, photos[2].id, photos[3].id});
+        QSet<QUuid> all;
+        for (const Photo& p : t.rig.studio.photos()) all.insert(p.id);
+        t.rig.studio.removeFromLibrary(all);
         t.e->openLibraryPicker();
         QVERIFY(t.e->libraryPicker()->showsEmptyText());
         QCOMPARE(t.e->libraryPicker()->findChild<QLabel*>("pickerEmpty")->text(), QStringLiteral("Your library is empty."));
@@ -493,23 +381,6 @@ private slots:
         // Its piece deleted elsewhere: the sheet goes.
         t.rig.studio.deletePiece(piece.id);
         QTRY_VERIFY(!t.e->libraryPicker());
-    }
-
-    void addFromFiles()
-    {
-        Editor t;
-        const Piece piece = t.rig.addPiece(t.rig.addPhotos(1));
-        QDir().mkpath(t.rig.dir.filePath("in"));
-        const QString a = t.rig.dir.filePath("in/a.jpg");
-        const QString b = t.rig.dir.filePath("in/b.jpg");
-        samples::writeBytes(a, samples::encode(samples::picture(320, 200), "jpeg"));
-        samples::writeBytes(b, samples::encode(samples::picture(200, 320), "jpeg"));
-        t.rig.studio.setFileChooser([&] { return QStringList{a, b}; });
-        t.e->addButton()->menu()->actions()[1]->trigger();
-        QTRY_COMPARE_WITH_TIMEOUT(t.rig.stored(piece.id).photoIDs.size(), 3, 20000);
-        QCOMPARE(t.rig.studio.photos().size(), 3);
-        QCOMPARE(t.steps(), 1); // the additions to the piece; the library keeps its photos
-        QCOMPARE(t.e->photoList()->rows().size(), 3);
     }
 
     void slideshow()
@@ -549,7 +420,7 @@ private slots:
         QCOMPARE(t.steps(), steps);
     }
 
-    void display()
+    void displayDuplicateAndDelete()
     {
         Editor t;
         const Piece piece = t.rig.addPiece(t.rig.addPhotos(1));
@@ -570,15 +441,7 @@ private slots:
         QCOMPARE(comboTexts(display), (QStringList{"Main display", "MAIN", "LEFT (not connected)"}));
         QCOMPARE(display->currentIndex(), 2);
         QCOMPARE(t.rig.stored(piece.id).displayID, std::optional<QString>(QStringLiteral("LEFT")));
-        t.undo();
-        QCOMPARE(display->currentIndex(), 0);
-        QCOMPARE(comboTexts(display), (QStringList{"Main display", "MAIN"}));
-    }
 
-    void duplicateAndDelete()
-    {
-        Editor t;
-        const Piece piece = t.rig.addPiece(t.rig.addPhotos(2));
         QCOMPARE(t.e->duplicateButton()->text(), QStringLiteral("Duplicate"));
         QTest::mouseClick(t.e->duplicateButton(), Qt::LeftButton);
         QCOMPARE(t.rig.studio.pieces().size(), 2);
@@ -602,11 +465,7 @@ private slots:
         QTest::mouseClick(t.e->deleteButton(), Qt::LeftButton);
         QVERIFY(!t.rig.studio.piece(copy));
         QVERIFY(!t.inspector.showsEditor());
-        QCOMPARE(t.rig.studio.photos().size(), 2);
-        t.undo();
-        QVERIFY(t.rig.studio.piece(copy));
-        t.undo();
-        QCOMPARE(t.rig.studio.pieces().size(), 1);
+        QCOMPARE(t.rig.studio.photos().size(), 1);
         QVERIFY(t.rig.studio.piece(piece.id));
     }
 
@@ -669,35 +528,6 @@ private slots:
         QCOMPARE(t.e->tiltSlider()->value(), Rules::tiltPosition(before.tilt));
         QCOMPARE(t.e->nameField()->text(), before.name);
         QVERIFY(t.e->layoutTile(before.layout)->isChecked());
-    }
-
-    void editsFromElsewhereWriteNothing()
-    {
-        Editor t;
-        const Piece piece = t.rig.addPiece(t.rig.addPhotos(2));
-        t.rig.edits.update(piece.id, "Elsewhere", [](Piece& p) {
-            p.width = 777;
-            p.tilt = -3.5;
-            p.name = QStringLiteral("Moved");
-            p.caption = QStringLiteral("From the desktop");
-            p.frame = FrameStyle::film;
-            p.rotateMinutes = 60;
-        });
-        QCOMPARE(t.steps(), 1);
-        QCOMPARE(t.e->widthSlider()->value(), 777);
-        QCOMPARE(t.e->widthReadout()->text(), QStringLiteral("777"));
-        QCOMPARE(t.e->tiltSlider()->value(), -35);
-        QCOMPARE(t.e->nameField()->text(), QStringLiteral("Moved"));
-        QCOMPARE(t.e->captionField()->text(), QStringLiteral("From the desktop"));
-        QVERIFY(t.e->frameTile(FrameStyle::film)->isChecked());
-        QCOMPARE(t.e->intervalPicker()->currentText(), QStringLiteral("Every hour"));
-        QCOMPARE(t.steps(), 1);
-
-        // A name longer than a field holds is shown and never cut in the state.
-        const QString huge(100'000, QLatin1Char('n'));
-        t.rig.studio.update(piece.id, [&](Piece& p) { p.name = huge; });
-        QCOMPARE(t.rig.stored(piece.id).name, huge);
-        QCOMPARE(t.steps(), 1);
     }
 
     void keyboardAndNames()

@@ -1,8 +1,12 @@
+// Records and their JSON; display keys.
+#include "displays.h"
 #include "records.h"
 #include "testing.h"
 
+#include <QGuiApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QScreen>
 
 using namespace velora;
 
@@ -28,21 +32,10 @@ Photo samplePhoto()
 class TestRecords : public QObject {
     Q_OBJECT
 private slots:
-    void newPieceDefaults()
+    // A stored piece of only an id takes a new piece's defaults, with seed 1; nulls count as absent.
+    void storedPieceDefaults()
     {
-        const QList<QUuid> ids{QUuid::createUuid()};
-        const Piece p = Piece::make(QStringLiteral("Beach"), ids);
-        QVERIFY(!p.id.isNull());
-        QCOMPARE(p.name, QStringLiteral("Beach"));
-        QCOMPARE(p.photoIDs, ids);
-        QCOMPARE(p.layout, CollageLayout::single);
-        QCOMPARE(p.frame, FrameStyle::gallery);
-        QCOMPARE(p.width, 300.0);
-        QVERIFY(p.isVisible && !p.isLocked && !p.vertical && !p.displayID && p.placements.isEmpty());
-        QVERIFY(std::abs(p.created.sinceReference - Timestamp::now().sinceReference) < 5);
         for (int i = 0; i < 1000; ++i) QVERIFY(Piece::make({}, {}).seed >= 1);
-
-        // A stored piece of only an id takes the same defaults, with seed 1.
         const auto d = Json::decodePiece(parse(R"({"id":"6F9619FF-8B86-D011-B42D-00C04FC964FF"})"));
         QVERIFY(d);
         Piece expected = Piece::make(QStringLiteral("Piece"), {});
@@ -50,6 +43,8 @@ private slots:
         expected.seed = 1;
         expected.created = d->created;
         QCOMPARE(*d, expected);
+        QCOMPARE(expected.width, 300.0);
+        QVERIFY(expected.isVisible && !expected.isLocked && expected.frame == FrameStyle::gallery);
         QVERIFY(std::abs(d->created.sinceReference - Timestamp::now().sinceReference) < 5);
         QVERIFY(!Json::decodePiece(parse(R"({"name":"No id"})")));
         QVERIFY(!Json::decodePiece(parse(R"({"id":null})")));
@@ -162,20 +157,44 @@ private slots:
         o.insert(key, value);
         QVERIFY(!Json::decodePiece(o));
     }
-
-    void absurdButWellTypedNumbersLoad()
-    {
-        QJsonObject o = Json::encode(Piece::make(QStringLiteral("P"), {}));
-        o.insert("width", 1e308);
-        o.insert("tilt", -1e308);
-        o.insert("rotateMinutes", -5);
-        const auto p = Json::decodePiece(o);
-        QVERIFY(p);
-        QCOMPARE(p->width, 1e308);
-        QCOMPARE(p->tilt, -1e308);
-        QCOMPARE(p->rotateMinutes, qint64(-5));
-    }
 };
 
 VELORA_TEST(TestRecords)
+class TestDisplays : public QObject {
+    Q_OBJECT
+private slots:
+    void keyPrefersThePlatformUUIDThenEdidThenName()
+    {
+        QCOMPARE(Displays::key({"DP-1", "DEL", "U2720Q", "ABC123", "37D8832A-2D66-02CA-B9F7-8F30A301B230"}),
+                 QStringLiteral("37D8832A-2D66-02CA-B9F7-8F30A301B230"));
+        QCOMPARE(Displays::key({"DP-1", "DEL", "U2720Q", "ABC123", ""}), QStringLiteral("EDID:DEL/U2720Q/ABC123"));
+        // The serial identifies the monitor wherever it is plugged in.
+        QCOMPARE(Displays::key({"HDMI-2", "DEL", "U2720Q", "ABC123", ""}), QStringLiteral("EDID:DEL/U2720Q/ABC123"));
+        // Two of one model without serials are told apart by connector.
+        QVERIFY(Displays::key({"DP-1", "DEL", "U2720Q", "", ""}) != Displays::key({"DP-2", "DEL", "U2720Q", "", ""}));
+        QCOMPARE(Displays::key({"Built-in Display", "", "", "", ""}), QStringLiteral("Built-in Display"));
+    }
+
+    void lookupFallsBackToPrimaryThenFirst()
+    {
+        const QList<QString> keys{"A", "B", "B"};
+        QCOMPARE(Displays::screenIndex(QStringLiteral("B"), keys, 0), std::optional<qsizetype>(1));
+        QCOMPARE(Displays::screenIndex(std::nullopt, keys, 2), std::optional<qsizetype>(2));
+        QCOMPARE(Displays::screenIndex(QStringLiteral("gone"), keys, 2), std::optional<qsizetype>(2));
+        QCOMPARE(Displays::screenIndex(QStringLiteral("gone"), keys, std::nullopt), std::optional<qsizetype>(0));
+        QCOMPARE(Displays::screenIndex(QStringLiteral("A"), {}, std::nullopt), std::optional<qsizetype>());
+    }
+
+    void realScreensHaveKeys()
+    {
+        QScreen* primary = QGuiApplication::primaryScreen();
+        QVERIFY(primary);
+        QVERIFY(!Displays::key(primary).isEmpty());
+        QCOMPARE(Displays::screen(std::nullopt), primary);
+        QCOMPARE(Displays::screen(Displays::key(primary)), primary);
+        QCOMPARE(Displays::screen(QStringLiteral("no such display")), primary);
+    }
+};
+
+VELORA_TEST(TestDisplays)
 #include "test_records.moc"

@@ -1,11 +1,9 @@
-// The platform layer without a window system: which Qt platform pieces run on, and hooks that
-// must be harmless where they do nothing.
+// Which Qt platform pieces run on. (The window hooks run offscreen in every panel test and on a
+// real X server in test_x11.)
 #include "testing.h"
 
 #include "desktop_window.h"
 
-#include <QWidget>
-#include <QWindow>
 
 using namespace velora;
 
@@ -23,21 +21,6 @@ private slots:
         QVERIFY(Platform::preferredQtPlatform({}, {}, ":0").isEmpty());                // plain X11
         QVERIFY(Platform::preferredQtPlatform("offscreen", {}, {}).isEmpty());
 #endif
-    }
-
-    void hooksAreHarmlessWithoutAWindowSystem()
-    {
-        QCOMPARE(Platform::session(), Platform::Session::other);
-        QCOMPARE(Platform::sessionName(Platform::Session::wayland), QStringLiteral("Wayland"));
-        QVERIFY(Platform::blendsTranslucentWindows());
-        QWidget w;
-        w.winId();
-        Platform::prepareDesktopWindow(w.windowHandle());
-        w.show();
-        Platform::desktopWindowShown(w.windowHandle());
-        Platform::prepareDesktopWindow(nullptr);
-        Platform::desktopWindowShown(nullptr);
-        QVERIFY(w.isVisible());
     }
 };
 

@@ -75,18 +75,14 @@ private:
     }
 
     // Presses at `from`, moves through `path` and releases, with the real pointer.
-    bool drag(const QString& xdotool, QPoint from, std::initializer_list<QPoint> path)
+    void drag(QPoint from, std::initializer_list<QPoint> path)
     {
         QStringList args;
         const auto move = [&](QPoint p) { args << "mousemove" << "--sync" << QString::number(p.x()) << QString::number(p.y()); };
         move(from);
         args << "mousedown" << "1";
         for (const QPoint p : path) move(p);
-        args << "mouseup" << "1";
-        QProcess x;
-        x.setProcessEnvironment(m_env);
-        x.start(xdotool, args);
-        return x.waitForFinished(10000);
+        m_x.xdotool(args << "mouseup" << "1");
     }
 
     QString waitForLine(const QString& prefix, int ms)
@@ -161,11 +157,10 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(viewable(normal), 5000);
 
         // A drag with the real pointer: the panel follows and its new place is stored.
-        const QString xdotool = QStandardPaths::findExecutable("xdotool");
-        if (xdotool.isEmpty()) QSKIP("xdotool is not installed; the drag is not tried");
+        if (QStandardPaths::findExecutable("xdotool").isEmpty()) QSKIP("xdotool is not installed; the drag is not tried");
         const QPoint grab = pg.topLeft() + QPoint(m + 30, m + 30);
         const QPoint by(-60, 50);
-        QVERIFY(drag(xdotool, grab, {grab + by / 2, grab + by}));
+        drag(grab, {grab + by / 2, grab + by});
         QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(panel).topLeft(), pg.topLeft() + by, 5000);
         QCOMPARE(waitForLine("PLACED", 5000), QStringLiteral("PLACED %1 %2").arg(200 + by.x()).arg(300 - by.y()));
         screenshot().save(QDir(QCoreApplication::applicationDirPath()).filePath("x11-desktop-dragged.png"));
@@ -175,7 +170,7 @@ private slots:
         QCOMPARE(waitForLine("LOCKED", 5000), QStringLiteral("LOCKED 1"));
         const QRect lockedAt = rootGeometry(panel);
         const QPoint grab2 = lockedAt.topLeft() + QPoint(m + 45, m + 40); // not where the pointer is
-        QVERIFY(drag(xdotool, grab2, {grab2 + QPoint(80, 60)}));
+        drag(grab2, {grab2 + QPoint(80, 60)});
         QTest::qWait(600);
         QCOMPARE(rootGeometry(panel), lockedAt);
         QVERIFY(viewable(panel));

@@ -5,30 +5,28 @@
 #include "desktop/fakes.h"
 #include "settings.h"
 #include "storage.h"
-#include "update_checker.h"
-
-#include <QSettings>
-#include <QUrl>
+#include "updates/feed_server.h"
 
 namespace velora::testing {
 
-struct RecordedAlerts {
-    QList<Alert> alerts;
-    QList<QUrl> opened;
-};
+// XDG_CONFIG_HOME in a folder of its own, and any other variable set, for the life of a test.
+struct ConfigHome {
+    QTemporaryDir dir;
+    QList<std::pair<QByteArray, QByteArray>> saved;
 
-class RecordingAlerts final : public UpdateAlerts {
-public:
-    explicit RecordingAlerts(RecordedAlerts& r) : m_r(r) {}
-    int run(const Alert& alert) override
+    ConfigHome() { set("XDG_CONFIG_HOME", dir.path().toLocal8Bit()); }
+    void set(const char* name, const QByteArray& value)
     {
-        m_r.alerts.append(alert);
-        return int(alert.buttons.size()) - 1; // the last: "Later", or the lone OK
+        saved.append({name, qgetenv(name)});
+        qputenv(name, value);
     }
-    void openPage(const QUrl& url) override { m_r.opened.append(url); }
-
-private:
-    RecordedAlerts& m_r;
+    ~ConfigHome()
+    {
+        for (auto it = saved.crbegin(); it != saved.crend(); ++it) {
+            if (it->second.isNull()) qunsetenv(it->first.constData());
+            else qputenv(it->first.constData(), it->second);
+        }
+    }
 };
 
 struct ShellRig {

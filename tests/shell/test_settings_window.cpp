@@ -1,6 +1,7 @@
 // The settings window driven like a person would: what it says, the toggles writing their keys
 // and taking effect, the frame picker shared with the Studio, the library count, the folder button,
-// and the login toggle over a real autostart folder.
+// and the login toggle over a real autostart folder. The login item itself: the freedesktop
+// autostart entry turned on and off, entries that start nothing, unwritable folders, Exec quoting.
 #include "actions.h"
 #include "file_manager.h"
 #include "login_item.h"
@@ -25,6 +26,8 @@
 using namespace velora;
 using namespace velora::testing;
 
+Q_DECLARE_METATYPE(std::optional<QStringList>)
+
 namespace {
 
 QStringList texts(const QWidget* root)
@@ -48,17 +51,14 @@ QString stored(ShellRig& rig, const QString& key)
 // A click on the box itself, as a person aims (a stretched row is wider than its text).
 void click(QCheckBox* box) { QTest::mouseClick(box, Qt::LeftButton, {}, QPoint(6, box->height() / 2)); }
 
-// XDG_CONFIG_HOME pointed at a folder for the life of a test.
-struct ConfigHome {
-    QTemporaryDir dir;
-    QByteArray was = qgetenv("XDG_CONFIG_HOME");
-    ConfigHome() { qputenv("XDG_CONFIG_HOME", dir.path().toLocal8Bit()); }
-    ~ConfigHome()
-    {
-        if (was.isNull()) qunsetenv("XDG_CONFIG_HOME");
-        else qputenv("XDG_CONFIG_HOME", was);
-    }
-};
+const QString failure = QStringLiteral("Couldn’t change the login item: ");
+
+// A small program of our own at `path`.
+bool makeProgram(const QString& path)
+{
+    return writeBytes(path, "#!/bin/sh\nexit 0\n") &&
+           QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+}
 
 } // namespace
 
@@ -69,11 +69,9 @@ private slots:
     {
         ShellRig rig;
         SettingsWindow& w = rig.app->settingsWindow();
-        QCOMPARE(w.size(), SettingsWindow::fixedSize);
-        QCOMPARE(w.minimumSize(), QSize(500, 420));
+        QCOMPARE(w.size(), QSize(500, 420));
         QCOMPARE(w.maximumSize(), QSize(500, 420));
         QCOMPARE(w.tabs()->count(), 2);
-        QCOMPARE(w.tabs()->tabText(0), QStringLiteral("General"));
         QCOMPARE(w.tabs()->tabText(1), QStringLiteral("About"));
 
         const QStringList general = texts(w.tabs()->widget(0));
@@ -82,10 +80,8 @@ private slots:
                                  "Snap pieces to a soft grid", "Frame for new pieces", "Storage", "Library", "0 photos",
                                  "Show Velora’s Folder in the File Manager"})
             QVERIFY2(general.contains(QString::fromUtf8(text)), text);
-        // In order: the toggles of the first section, then the desktop, then storage.
         const auto at = [&](const char* t) { return general.indexOf(QString::fromUtf8(t)); };
-        QVERIFY(at("Start Velora when you log in") < at("Open the Velora window at launch"));
-        QVERIFY(at("Open the Velora window at launch") < at("Show Velora in the system tray"));
+        QVERIFY(at("Start Velora when you log in") < at("Show Velora in the system tray"));
         QVERIFY(at("Snap pieces to a soft grid") < at("Frame for new pieces"));
 
         QStringList frames;
@@ -132,30 +128,20 @@ private slots:
         rig.addPieces(1);
         QVERIFY(!rig.app->opensManagerAtLaunch());
 
-        // Keys changed elsewhere show at once.
-        rig.settings.setSnapToGrid(true);
-        rig.settings.setShowMenuBarIcon(true);
-        QVERIFY(w.snapToggle()->isChecked());
-        QVERIFY(w.trayToggle()->isChecked());
-        QVERIFY(!w.openAtLaunchToggle()->isChecked());
-    }
-
-    void framePickerIsTheStudiosDefaultFrame()
-    {
-        ShellRig rig;
-        SettingsWindow& w = rig.app->settingsWindow();
-        w.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&w));
+        // The frame of new pieces is the Studio's, shared with the styles page.
         QCOMPARE(w.framePicker()->currentText(), QStringLiteral("Gallery"));
         w.framePicker()->setFocus();
         QTest::keyClick(w.framePicker(), Qt::Key_Down);
         QCOMPARE(rig.studio.defaultFrame(), FrameStyle::instant);
         QCOMPARE(stored(rig, "defaultFrame"), QStringLiteral("instant"));
-        rig.addPieces(1);
-        QCOMPARE(rig.studio.newPiece({rig.studio.photos().first().id}).frame, FrameStyle::instant);
 
-        // The styles page sets it through the Studio; the picker follows.
+        // Changed elsewhere: shown at once.
+        rig.settings.setSnapToGrid(true);
+        rig.settings.setShowMenuBarIcon(true);
         rig.studio.setDefaultFrame(FrameStyle::tape);
+        QVERIFY(w.snapToggle()->isChecked());
+        QVERIFY(w.trayToggle()->isChecked());
+        QVERIFY(!w.openAtLaunchToggle()->isChecked());
         QCOMPARE(w.framePicker()->currentText(), QStringLiteral("Tape"));
     }
 
@@ -204,9 +190,9 @@ private slots:
         QVERIFY(writeBytes(Autostart::folder(), "not a folder"));
         click(w.loginToggle());
         QVERIFY(!w.loginToggle()->isChecked());
+        QCOMPARE(readBytes(Autostart::folder()), QByteArray("not a folder"));
         QVERIFY(w.loginError()->isVisible());
         QVERIFY2(w.loginError()->text().startsWith(QStringLiteral("Couldn’t change the login item: ")), qPrintable(w.loginError()->text()));
-        QVERIFY(w.loginError()->text().size() > QStringLiteral("Couldn’t change the login item: ").size());
 
         // The next change that works clears it.
         QVERIFY(QFile::remove(Autostart::folder()));
@@ -223,4 +209,148 @@ private slots:
 };
 
 VELORA_TEST(TestSettingsWindow)
+class TestLoginItem : public QObject {
+    Q_OBJECT
+private slots:
+    void onAndOff()
+    {
+        ConfigHome config;
+        QCOMPARE(Autostart::entryPath(), config.dir.filePath(QStringLiteral("autostart/" VELORA_APP_ID ".desktop")));
+        QVERIFY(!LoginItem::enabled());
+
+        QCOMPARE(LoginItem::set(true), std::nullopt);
+        QVERIFY(LoginItem::enabled());
+        const QString text = QString::fromUtf8(readBytes(Autostart::entryPath()));
+        QVERIFY(text.startsWith(QStringLiteral("[Desktop Entry]\n")));
+        QVERIFY(text.contains(QStringLiteral("\nType=Application\n")));
+        // The running program by its absolute path, and nothing else.
+        const QString exec = text.section(QStringLiteral("\nExec="), 1).section(u'\n', 0, 0);
+        QCOMPARE(Autostart::execArguments(exec), QStringList{QCoreApplication::applicationFilePath()});
+        // Written in place: no temporary file left beside it.
+        QCOMPARE(QDir(Autostart::folder()).entryList(QDir::Files | QDir::Hidden), QStringList{VELORA_APP_ID ".desktop"});
+
+        QCOMPARE(LoginItem::set(true), std::nullopt); // again: still one entry
+        QCOMPARE(LoginItem::set(false), std::nullopt);
+        QVERIFY(!LoginItem::enabled());
+        QVERIFY(!QFile::exists(Autostart::entryPath()));
+        QCOMPARE(LoginItem::set(false), std::nullopt); // nothing to remove is fine
+    }
+
+    void defaultFolder()
+    {
+        ConfigHome env;
+        env.set("HOME", env.dir.path().toLocal8Bit());
+        for (const QByteArray& unusable : {QByteArray(), QByteArray("relative/config")}) {
+            env.set("XDG_CONFIG_HOME", unusable);
+            QCOMPARE(Autostart::folder(), env.dir.filePath(QStringLiteral(".config/autostart")));
+        }
+    }
+
+    // A file where the folder goes: see the settings window's tests.
+    void foldersThatCannotBeWritten()
+    {
+        ConfigHome config;
+        if (::geteuid() == 0) QSKIP("running as root: permissions do not stop root");
+        QVERIFY(QDir().mkpath(Autostart::folder()));
+        QVERIFY(QFile::setPermissions(Autostart::folder(), QFile::ReadOwner | QFile::ExeOwner));
+        const auto denied = LoginItem::set(true);
+        QVERIFY(denied && denied->startsWith(failure));
+        QVERIFY(!LoginItem::enabled());
+        QVERIFY(QFile::setPermissions(Autostart::folder(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+        QCOMPARE(LoginItem::set(true), std::nullopt);
+        QVERIFY(QFile::setPermissions(Autostart::folder(), QFile::ReadOwner | QFile::ExeOwner));
+        const auto stuck = LoginItem::set(false);
+        QVERIFY(stuck && stuck->startsWith(failure));
+        QVERIFY(LoginItem::enabled()); // still there, and the toggle says so
+        QVERIFY(QFile::setPermissions(Autostart::folder(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+    }
+
+    void entriesThatStartNothing_data()
+    {
+        QTest::addColumn<QByteArray>("entry");
+        QTest::addColumn<bool>("starts");
+        const QByteArray head = "[Desktop Entry]\nType=Application\nName=Velora\n";
+        QTest::newRow("ours") << head + "Exec=@PROGRAM@\n" << true;
+        QTest::newRow("with a field code") << head + "Exec=@PROGRAM@ %F\n" << true;
+        QTest::newRow("a program on the PATH") << head + "Exec=sh -c true\n" << true;
+        QTest::newRow("spaces around =") << head + "Exec = @PROGRAM@\n" << true;
+        QTest::newRow("Hidden=true") << head + "Exec=@PROGRAM@\nHidden=true\n" << false;
+        QTest::newRow("Hidden=false") << head + "Exec=@PROGRAM@\nHidden=false\n" << true;
+        QTest::newRow("disabled for GNOME") << head + "Exec=@PROGRAM@\nX-GNOME-Autostart-enabled=false\n" << false;
+        QTest::newRow("Hidden in another group") << head + "Exec=@PROGRAM@\n[Desktop Action x]\nHidden=true\n" << true;
+        QTest::newRow("removed program") << head + "Exec=@GONE@\n" << false;
+        QTest::newRow("not a program") << head + "Exec=@PLAIN@\n" << false;
+        QTest::newRow("relative path") << head + "Exec=./velora\n" << false;
+        QTest::newRow("unknown name") << head + "Exec=velora-not-installed-anywhere\n" << false;
+        QTest::newRow("TryExec missing") << head + "TryExec=@GONE@\nExec=@PROGRAM@\n" << false;
+        QTest::newRow("no Exec") << head << false;
+        QTest::newRow("broken quotes") << head + "Exec=\"@PROGRAM@\n" << false;
+        QTest::newRow("no Desktop Entry group") << QByteArray("[Something]\nExec=@PROGRAM@\n") << false;
+        QTest::newRow("empty") << QByteArray() << false;
+        QTest::newRow("binary") << QByteArray("\x7f" "ELF\x02\x01\x01\0\0\0", 10) << false;
+    }
+
+    void entriesThatStartNothing()
+    {
+        QFETCH(QByteArray, entry);
+        QFETCH(bool, starts);
+        QTemporaryDir dir;
+        const QString program = dir.filePath(QStringLiteral("my velora"));
+        QVERIFY(makeProgram(program));
+        const QString plain = dir.filePath(QStringLiteral("notes.txt"));
+        QVERIFY(writeBytes(plain, "text"));
+        const QString gone = dir.filePath(QStringLiteral("removed/velora"));
+        entry.replace("@PROGRAM@", Autostart::execLine({program}).toUtf8());
+        entry.replace("@GONE@", Autostart::execLine({gone}).toUtf8());
+        entry.replace("@PLAIN@", Autostart::execLine({plain}).toUtf8());
+        const QString path = dir.filePath(QStringLiteral("velora.desktop"));
+        QVERIFY(writeBytes(path, entry));
+        QCOMPARE(Autostart::starts(path), starts);
+    }
+
+    void execQuoting_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QString>("line");
+        QTest::newRow("plain") << QStringList{"/usr/bin/velora"} << "/usr/bin/velora";
+        QTest::newRow("space") << QStringList{"/opt/My Apps/velora"} << "\"/opt/My Apps/velora\"";
+        QTest::newRow("quote") << QStringList{"/tmp/a\"b"} << "\"/tmp/a\\\\\"b\"";
+        QTest::newRow("backslash") << QStringList{"/tmp/a\\b"} << "\"/tmp/a\\\\\\\\b\"";
+        QTest::newRow("dollar and backtick") << QStringList{"/tmp/$x`y`"} << "\"/tmp/\\\\$x\\\\`y\\\\`\"";
+        QTest::newRow("percent") << QStringList{"/tmp/100%"} << "/tmp/100%%";
+        QTest::newRow("quote and percent") << QStringList{"/tmp/it's 100%"} << "\"/tmp/it's 100%%\"";
+        QTest::newRow("newline") << QStringList{"/tmp/a\nb"} << "\"/tmp/a\\nb\"";
+        QTest::newRow("not ASCII") << QStringList{"/home/zoë/Bilder/velora"} << "/home/zoë/Bilder/velora";
+        QTest::newRow("several") << QStringList{"/usr/bin/velora", "two words", ""} << "/usr/bin/velora \"two words\" \"\"";
+    }
+
+    void execQuoting()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(QString, line);
+        QCOMPARE(Autostart::execLine(arguments), line);
+        QCOMPARE(Autostart::execArguments(line), arguments);
+    }
+
+    void execParsing_data()
+    {
+        QTest::addColumn<QString>("value");
+        QTest::addColumn<std::optional<QStringList>>("arguments");
+        QTest::newRow("field codes dropped") << "velora %F" << std::optional<QStringList>{{"velora"}};
+        QTest::newRow("several spaces") << "velora   --x  %u" << std::optional<QStringList>{{"velora", "--x"}};
+        QTest::newRow("an escaped space still separates") << "/opt/a\\sb" << std::optional<QStringList>{{"/opt/a", "b"}};
+        QTest::newRow("quoted next to text") << "a\"b c\"d" << std::optional<QStringList>{{"ab cd"}};
+        QTest::newRow("unterminated quote") << "\"/usr/bin/velora" << std::optional<QStringList>{};
+        QTest::newRow("empty") << "" << std::optional<QStringList>{QStringList{}};
+    }
+
+    void execParsing()
+    {
+        QFETCH(QString, value);
+        QFETCH(std::optional<QStringList>, arguments);
+        QCOMPARE(Autostart::execArguments(value), arguments);
+    }
+};
+
+VELORA_TEST(TestLoginItem)
 #include "test_settings_window.moc"

@@ -3,18 +3,13 @@
 // away and brings it back at once. Hosts: trayer (XEmbed), xfce4-panel (StatusNotifier and
 // XEmbed), lxqt-panel (StatusNotifier only); each one that is not installed is skipped.
 #include "testing.h"
-#include "x_server.h"
+#include "x11_session.h"
 
 #include <QDBusConnection>
-#include <QDBusInterface>
 #include <QDBusMessage>
 #include <QDBusVariant>
 #include <QDir>
-#include <QImage>
-#include <QProcess>
 #include <QScopeGuard>
-#include <QStandardPaths>
-#include <QTemporaryDir>
 
 using velora::testing::stopProgram;
 using velora::testing::waitForLine;
@@ -22,14 +17,12 @@ using velora::testing::waitForLine;
 class TestTray : public QObject {
     Q_OBJECT
 private:
-    QTemporaryDir m_home;
-    QProcess m_xvfb;
+    velora::testing::X11Session m_x;
+    QProcessEnvironment& m_env = m_x.env;
     QProcess m_bus;
     QString m_busAddress;
-    QProcessEnvironment m_env = QProcessEnvironment::systemEnvironment();
-    xcb_connection_t* m_c = nullptr;
 
-    QImage screenshot() { return velora::testing::screenshot(m_c, 64); }
+    QImage screenshot() { return velora::testing::screenshot(m_x.c, 64); }
 
     // Pixels of Velora's sunset tile along the top of the screen, where the hosts put their trays.
     int markPixels()
@@ -112,31 +105,16 @@ private:
 private slots:
     void initTestCase()
     {
-        const QString xvfb = QStandardPaths::findExecutable("Xvfb");
         const QString daemon = QStandardPaths::findExecutable("dbus-daemon");
-        if (xvfb.isEmpty() || daemon.isEmpty())
-            QSKIP("Xvfb or dbus-daemon is not installed (bash scripts/deps.sh installs both); skipping the tray test");
-
-        const QString display = velora::testing::startXvfb(m_xvfb, xvfb, {1024, 640});
-        QVERIFY2(!display.isEmpty(), "Xvfb did not start");
-        m_c = xcb_connect(display.toLatin1().constData(), nullptr);
-        QVERIFY(m_c && !xcb_connection_has_error(m_c));
+        if (daemon.isEmpty()) QSKIP("dbus-daemon is not installed (bash scripts/deps.sh installs it); skipping the tray test");
+        if (const QString why = m_x.start({1024, 640}, false); !why.isEmpty()) QSKIP(qPrintable(why + "; skipping the tray test"));
 
         m_bus.start(daemon, {"--session", "--nofork", "--nopidfile", "--print-address=1"});
         QVERIFY2(m_bus.waitForStarted(5000), "dbus-daemon did not start");
         QVERIFY(m_bus.waitForReadyRead(5000));
         m_busAddress = QString::fromLatin1(m_bus.readLine().trimmed());
         QVERIFY(!m_busAddress.isEmpty());
-
-        QDir(m_home.path()).mkpath("runtime");
-        QFile::setPermissions(m_home.filePath("runtime"), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        m_env.insert("DISPLAY", display);
         m_env.insert("DBUS_SESSION_BUS_ADDRESS", m_busAddress);
-        m_env.insert("XDG_CONFIG_HOME", m_home.filePath("config"));
-        m_env.insert("XDG_DATA_HOME", m_home.filePath("data"));
-        m_env.insert("XDG_RUNTIME_DIR", m_home.filePath("runtime"));
-        m_env.insert("QT_QPA_PLATFORM", "xcb");
-        m_env.remove("WAYLAND_DISPLAY");
         m_env.remove("QT_SCALE_FACTOR");
     }
 
@@ -197,9 +175,8 @@ private slots:
 
     void cleanupTestCase()
     {
-        if (m_c) xcb_disconnect(m_c);
         stopProgram(m_bus);
-        stopProgram(m_xvfb);
+        m_x.stop();
     }
 };
 

@@ -113,43 +113,30 @@ private slots:
     void storeWritesBothFilesAndTheRecord()
     {
         const QImage image = samples::picture(1000, 500);
-        const double before = Timestamp::now().sinceReference;
         const auto photo = ImageStore::store(image, "Beach", QString("/home/u/Beach.png"), std::nullopt);
         QVERIFY(photo && !photo->id.isNull());
-        const QString idText = uuidText(photo->id);
-        QCOMPARE(photo->fileName, idText + ".jpg");
-        QCOMPARE(photo->thumbName, idText + "-s.jpg");
-        QCOMPARE(photo->title, QString("Beach"));
+        QCOMPARE(photo->fileName, uuidText(photo->id) + ".jpg");
+        QCOMPARE(photo->thumbName, uuidText(photo->id) + "-s.jpg");
         QCOMPARE(photo->originalPath, std::optional<QString>("/home/u/Beach.png"));
-        QCOMPARE(photo->photosIdentifier, std::nullopt);
         QCOMPARE(QSize(photo->pixelWidth, photo->pixelHeight), QSize(1000, 500));
-        QVERIFY(photo->caption.isEmpty());
-        QVERIFY(photo->added.sinceReference >= before - 0.001);
-        QVERIFY(photo->added.sinceReference <= Timestamp::now().sinceReference + 0.001);
 
         // Exactly the encoder at 90 and 82, the copy naming its title and original.
         QCOMPARE(samples::readBytes(*Storage::photoPath(photo->fileName)),
                  samples::encode(image, "jpeg", 90, {{"VeloraOriginal", "/home/u/Beach.png"}, {"VeloraTitle", "Beach"}}));
-        QCOMPARE(sizeOnDisk(*Storage::photoPath(photo->thumbName)), QSize(640, 320));
         QCOMPARE(samples::readBytes(*Storage::photoPath(photo->thumbName)),
                  samples::encode(*ImageStore::downscale(image, 640), "jpeg", 82));
 
-        const auto other = ImageStore::store(image, "Beach", std::nullopt, QString("ph-1"));
-        QVERIFY(other);
-        QVERIFY(other->id != photo->id);
-        QCOMPARE(other->photosIdentifier, std::optional<QString>("ph-1"));
-        QCOMPARE(other->originalPath, std::nullopt);
-
-        // A picture that fits: the thumbnail is the same pixels.
+        // From a photo library; a picture that fits: the thumbnail is the same pixels.
         const QImage small = samples::picture(640, 480);
-        const auto fits = ImageStore::store(small, "", std::nullopt, std::nullopt);
-        QVERIFY(fits);
+        const auto fits = ImageStore::store(small, "", std::nullopt, QString("ph-1"));
+        QVERIFY(fits && fits->id != photo->id);
+        QCOMPARE(fits->photosIdentifier, std::optional<QString>("ph-1"));
         QCOMPARE(samples::readBytes(*Storage::photoPath(fits->thumbName)), samples::encode(small, "jpeg", 82));
     }
 
+    // No Photos folder, or nothing to store: nothing written, nothing returned.
     void storeFailures()
     {
-        // No Photos folder: nothing written, nothing returned.
         Storage::setRoot(QDir(tmp.path()).filePath("missing"));
         QCOMPARE(ImageStore::store(samples::picture(50, 50), "x", std::nullopt, std::nullopt), std::nullopt);
         QVERIFY(!QFileInfo::exists(QDir(tmp.path()).filePath("missing")));
@@ -243,7 +230,6 @@ private slots:
         QVERIFY(QFileInfo::exists(full) && QFileInfo::exists(thumb));
         ImageStore::remove(*photo);
         QVERIFY(!QFileInfo::exists(full) && !QFileInfo::exists(thumb));
-        ImageStore::remove(*photo); // again: nothing to delete, nothing happens
 
         // The thumbnail never written: the full copy still goes.
         const auto lone = ImageStore::store(samples::picture(80, 60), "t", std::nullopt, std::nullopt);
@@ -363,17 +349,6 @@ private slots:
         QCOMPARE(decoded("tall.png", samples::encode(samples::picture(100, 3000), "png"))->size(), QSize(80, 2400));
     }
 
-    void orientationIsApplied()
-    {
-        // Stored landscape, tagged "rotate 90° clockwise": upright it is a portrait, left half on top.
-        const QByteArray jpeg = samples::encode(samples::picture(600, 400), "jpeg", 95);
-        const auto upright = decoded("turned.jpg", samples::withOrientation(jpeg, 6));
-        QVERIFY(upright);
-        QCOMPARE(upright->size(), QSize(400, 600));
-        QVERIFY(samples::isLeftTint(upright->pixel(200, 100)));
-        QVERIFY(samples::isRightTint(upright->pixel(200, 500)));
-    }
-
     void otherFormats()
     {
         // BMP has no libvips loader here: Qt reads it, with the same cap.
@@ -422,14 +397,12 @@ private slots:
         QVERIFY(qBlue(h->pixel(2000, 400)) > 150);
     }
 
+    // Beside the bad files an import meets (see the import tests): names that aren't files, and
+    // loader options smuggled into a name.
     void badFilesAreRefused()
     {
-        const QByteArray jpeg = samples::encode(samples::picture(1200, 800), "jpeg", 90);
         const QByteArray png = samples::encode(samples::picture(1200, 800), "png");
-        QVERIFY(!decoded("empty.jpg", {}));
         QVERIFY(!decoded("text.jpg", "this is not a photo\n"));
-        QVERIFY(!decoded("text.heic", "this is not a photo either\n"));
-        QVERIFY(!decoded("cut.jpg", jpeg.left(jpeg.size() / 2)));
         QVERIFY(!decoded("cut.png", png.left(png.size() / 2)));
         QVERIFY(!ImageDecoder::decode(file("absent.jpg")));
         QVERIFY(!ImageDecoder::decode(QString()));

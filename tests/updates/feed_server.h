@@ -1,13 +1,36 @@
 #pragma once
 // A small HTTP/1.1 server on 127.0.0.1 for the update checker: each path answers with a fixed
-// response, streams an endless-looking body, or never answers.
+// response, streams an endless-looking body, or never answers. And alerts recorded, not shown.
+#include "update_checker.h"
+
 #include <QByteArray>
 #include <QHash>
 #include <QPointer>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <QUrl>
 
 namespace velora::testing {
+
+struct RecordedAlerts {
+    QList<Alert> alerts;
+    QList<QUrl> opened;
+    int answer = -1; // the button the user chooses; -1: the last ("Later", or the lone OK)
+};
+
+class RecordingAlerts final : public UpdateAlerts {
+public:
+    explicit RecordingAlerts(RecordedAlerts& r) : m_r(r) {}
+    int run(const Alert& alert) override
+    {
+        m_r.alerts.append(alert);
+        return m_r.answer >= 0 ? m_r.answer : int(alert.buttons.size()) - 1;
+    }
+    void openPage(const QUrl& url) override { m_r.opened.append(url); }
+
+private:
+    RecordedAlerts& m_r;
+};
 
 class FeedServer : public QObject {
 public:
