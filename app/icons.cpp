@@ -44,6 +44,11 @@ void draw(QPainter& p, Glyph g, const QColor& ink)
     p.setPen(pen);
     p.setBrush(Qt::NoBrush);
     const auto filled = [&](const QPainterPath& path) { p.fillPath(path, ink); };
+    const auto dots = [&](std::initializer_list<QPointF> centres, qreal radius) {
+        QPainterPath path;
+        for (const QPointF c : centres) path.addEllipse(c, radius, radius);
+        filled(path);
+    };
     switch (g) {
     case Glyph::pieces: {
         p.save();
@@ -70,11 +75,7 @@ void draw(QPainter& p, Glyph g, const QColor& ink)
         palette.cubicTo(19.5, 14.8, 21, 13, 21, 10.6);
         palette.cubicTo(21, 6.5, 17, 3.5, 12, 3.5);
         p.drawPath(palette);
-        for (const QPointF c : {QPointF(7.5, 11), QPointF(9.5, 7.3), QPointF(14, 6.8), QPointF(17.2, 9.6)}) {
-            QPainterPath dot;
-            dot.addEllipse(c, 1.4, 1.4);
-            filled(dot);
-        }
+        dots({QPointF(7.5, 11), QPointF(9.5, 7.3), QPointF(14, 6.8), QPointF(17.2, 9.6)}, 1.4);
         break;
     }
     case Glyph::inspector:
@@ -230,12 +231,7 @@ void draw(QPainter& p, Glyph g, const QColor& ink)
     }
     case Glyph::dice:
         p.drawRoundedRect(QRectF(4, 4, 16, 16), 3.5, 3.5);
-        for (const QPointF c : {QPointF(8.3, 8.3), QPointF(15.7, 8.3), QPointF(12, 12), QPointF(8.3, 15.7),
-                                QPointF(15.7, 15.7)}) {
-            QPainterPath pip;
-            pip.addEllipse(c, 1.4, 1.4);
-            filled(pip);
-        }
+        dots({QPointF(8.3, 8.3), QPointF(15.7, 8.3), QPointF(12, 12), QPointF(8.3, 15.7), QPointF(15.7, 15.7)}, 1.4);
         break;
     case Glyph::level:
         p.drawRoundedRect(QRectF(2.5, 8.5, 19, 7), 2, 2);
