@@ -94,6 +94,11 @@ int main(int argc, char** argv)
     Application::Mode mode = parser.isSet(demo) ? Application::Mode::demo : Application::Mode::normal;
     if (!snapshotDir.isEmpty()) {
         mode = Application::Mode::snapshot;
+        // Headless, the platform says for every sized window that it can't pass size hints on.
+        static const QtMessageHandler standard = qInstallMessageHandler(nullptr);
+        qInstallMessageHandler([](QtMsgType type, const QMessageLogContext& context, const QString& message) {
+            if (!message.startsWith(QLatin1String("This plugin does not support"))) standard(type, context, message);
+        });
         const QString data = QDir(snapshotDir).filePath(QStringLiteral("data"));
         QDir(data).removeRecursively();
         Storage::setRoot(data);
