@@ -210,17 +210,4 @@ QMenu* Actions::pieceMenu(const QUuid& id, QWidget* parent)
     return menu;
 }
 
-QMenu* Actions::desktopMenu(const QUuid& id, QWidget* parent)
-{
-    auto* menu = new QMenu(parent);
-    menu->addAction(tr("Edit in Velora…"), this, [this, id] { openEditor(id); });
-    // Identifiers count, whether or not their photos are still in the library.
-    if (const Piece* piece = m_studio.piece(id); piece && piece->photoIDs.size() >= 2)
-        menu->addAction(tr("Next Photo"), this, [this, id] { m_studio.advance(id); });
-    menu->addSeparator();
-    menu->addAction(tr("Lock in Place"), this, [this, id] { toggleLocked(id); });
-    menu->addAction(tr("Hide This Piece"), this, [this, id] { toggleVisible(id); });
-    return menu;
-}
-
 } // namespace velora

@@ -59,8 +59,6 @@ public:
     // The menu of one piece in the manager (cards, sidebar rows): Edit…, show or hide, lock or
     // unlock, Next Photo, Duplicate, Delete Piece… (asks first). Made anew for each use.
     QMenu* pieceMenu(const QUuid& id, QWidget* parent);
-    // The menu of a piece on the desktop.
-    QMenu* desktopMenu(const QUuid& id, QWidget* parent);
 
     // The commands behind the menus, for buttons that are not menu items.
     void openEditor(const QUuid& id);

@@ -16,9 +16,6 @@
 #include <functional>
 #include <map>
 
-class QMenu;
-class QWidget;
-
 namespace velora {
 
 class PiecePanel;
@@ -58,12 +55,6 @@ public:
     void openEditor(const QUuid& pieceID);
     void setEditorOpener(std::function<void(const QUuid&)> opener) { m_openEditor = std::move(opener); }
 
-    // The right-click menu of a piece; the panel builds a plain one until the application
-    // installs its own.
-    using MenuFactory = std::function<QMenu*(const QUuid&, QWidget* parent)>;
-    void setMenuFactory(MenuFactory factory) { m_menuFactory = std::move(factory); }
-    const MenuFactory& menuFactory() const { return m_menuFactory; }
-
     // Runs a change the user made by hand on the desktop (a drag), so that the application can
     // record it as one step to undo; runs it directly until something is installed.
     using EditRecorder = std::function<void(const QString& text, const std::function<void()>& change)>;
@@ -102,7 +93,6 @@ private:
     qint64 m_syncs = 0;
     PanelFactory m_factory;
     std::function<void(const QUuid&)> m_openEditor;
-    MenuFactory m_menuFactory;
     EditRecorder m_recordEdit;
 };
 

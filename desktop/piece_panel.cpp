@@ -225,11 +225,6 @@ void PiecePanel::finishDrag()
 
 QMenu* PiecePanel::contextMenu()
 {
-    if (const auto& factory = m_controller.menuFactory()) {
-        QMenu* menu = factory(m_pieceID, this);
-        menu->setAttribute(Qt::WA_DeleteOnClose);
-        return menu;
-    }
     auto* menu = new QMenu(this);
     menu->setAttribute(Qt::WA_DeleteOnClose);
     DesktopController* controller = &m_controller;
@@ -240,8 +235,13 @@ QMenu* PiecePanel::contextMenu()
     if (const Piece* piece = studio->piece(id); piece && piece->photoIDs.size() >= 2)
         menu->addAction(tr("Next Photo"), menu, [studio, id] { studio->advance(id); });
     menu->addSeparator();
-    menu->addAction(tr("Lock in Place"), menu, [studio, id] { studio->toggleLocked(id); });
-    menu->addAction(tr("Hide This Piece"), menu, [studio, id] { studio->toggleVisible(id); });
+    // Steps the user can undo, like the same switches in the window.
+    menu->addAction(tr("Lock in Place"), menu, [controller, studio, id] {
+        controller->recordEdit(tr("Lock"), [studio, id] { studio->toggleLocked(id); });
+    });
+    menu->addAction(tr("Hide This Piece"), menu, [controller, studio, id] {
+        controller->recordEdit(tr("Hide Piece"), [studio, id] { studio->toggleVisible(id); });
+    });
     return menu;
 }
 

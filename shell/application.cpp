@@ -57,7 +57,6 @@ Application::Application(Mode mode, Studio& studio, DesktopController& desktop, 
     connect(m_actions.get(), &Actions::quitRequested, qApp, &QCoreApplication::quit, Qt::QueuedConnection);
 
     m_desktop.setEditorOpener([this](const QUuid& id) { m_manager->openEditor(id); });
-    m_desktop.setMenuFactory([this](const QUuid& id, QWidget* owner) { return m_actions->desktopMenu(id, owner); });
     m_desktop.setEditRecorder([this](const QString& text, const std::function<void()>& change) { m_edits->record(text, change); });
     m_desktop.start();
 
@@ -73,7 +72,6 @@ Application::Application(Mode mode, Studio& studio, DesktopController& desktop, 
 Application::~Application()
 {
     m_desktop.setEditorOpener({});
-    m_desktop.setMenuFactory({});
     m_desktop.setEditRecorder({});
 }
 

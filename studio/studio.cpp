@@ -245,20 +245,6 @@ const Photo* Studio::photo(const QUuid& id) const
     return nullptr;
 }
 
-qsizetype Studio::pieceRow(const QUuid& id) const
-{
-    for (qsizetype i = 0; i < m_pieces.size(); ++i)
-        if (m_pieces[i].id == id) return i;
-    return -1;
-}
-
-qsizetype Studio::photoRow(const QUuid& id) const
-{
-    for (qsizetype i = 0; i < m_photos.size(); ++i)
-        if (m_photos[i].id == id) return i;
-    return -1;
-}
-
 const Piece* Studio::piece(const QUuid& id) const
 {
     for (const Piece& p : m_pieces)

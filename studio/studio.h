@@ -87,8 +87,6 @@ public:
 
     // --- lookup ------------------------------------------------------------------------
     QList<Photo> photos(const Piece& piece) const;
-    qsizetype pieceRow(const QUuid& id) const;
-    qsizetype photoRow(const QUuid& id) const;
     const Photo* photo(const QUuid& id) const;
     const Piece* piece(const QUuid& id) const;
     int usage(const QUuid& photoID) const;
