@@ -9,6 +9,7 @@
 #include <QSet>
 
 #include <cmath>
+#include <utility>
 
 namespace velora {
 
@@ -38,7 +39,10 @@ void DesktopController::start()
     m_bag << connect(&m_studio, &Studio::photosChanged, this, &DesktopController::scheduleSync);
     m_bag << connect(&m_studio, &Studio::allHiddenChanged, this, &DesktopController::scheduleSync);
     m_bag << connect(&m_studio, &Studio::advanced, this, &DesktopController::scheduleSync);
-    m_bag << connect(&m_screens, &ScreenSource::screensChanged, this, &DesktopController::scheduleSync);
+    m_bag << connect(&m_screens, &ScreenSource::screensChanged, this, [this] {
+        m_screensChanged = true;
+        scheduleSync();
+    });
     sync();
 }
 
@@ -83,6 +87,7 @@ void DesktopController::sync()
 {
     ++m_syncs;
     const QList<ScreenInfo> screens = m_screens.screens();
+    const bool replace = std::exchange(m_screensChanged, false);
     // Copies: storing a placement edits the studio's own lists while this runs.
     const QList<Piece> pieces = m_studio.pieces();
     const QList<Photo> photos = m_studio.photos();
@@ -153,7 +158,7 @@ void DesktopController::sync()
         y = std::min(std::max(y, f.minY() - h * 0.5), f.maxY() - h);
 
         const Rect target{x, y, w, h};
-        if (panel->frame() != target) panel->setFrame(target);
+        if (panel->frame() != target || replace) panel->setFrame(target);
         if (!panel->isShown()) panel->orderFront();
     }
 

@@ -90,6 +90,9 @@ private:
     QList<QMetaObject::Connection> m_bag;
     bool m_pending = false;
     bool m_started = false;
+    // Set by a change of the screens: every panel's window is placed again, since the same
+    // stored frame may now mean another place in the window system's coordinates.
+    bool m_screensChanged = false;
     qint64 m_syncs = 0;
     PanelFactory m_factory;
     std::function<void(const QUuid&)> m_openEditor;

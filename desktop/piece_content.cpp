@@ -21,6 +21,7 @@ PieceContent::PieceContent(QWidget* parent)
     m_frames.setInterval(16);
     connect(&m_frames, &QTimer::timeout, this, [this] {
         if (!m_crossfade.animating()) m_frames.stop();
+        emit fadeStepped();
         update();
     });
 }
@@ -125,8 +126,34 @@ void PieceContent::paintEvent(QPaintEvent*)
         p.drawImage(QPointF(0, 0), current);
         return;
     }
+    if (m_crossfade.previous().size() != current.size()) {
+        paintResizingFade(p);
+        return;
+    }
     const QSizeF size = current.deviceIndependentSize();
     m_crossfade.paint(&p, QPointF(size.width() / 2, size.height() / 2), m_crossfade.progress());
+}
+
+void PieceContent::paintResizingFade(QPainter& p)
+{
+    // The window is on its way from one size to the other: each rendering is scaled to fit it,
+    // top edges together like the piece's, so neither is cut off. Old × (1 − e) plus new × e
+    // keeps full coverage where both are opaque.
+    const qreal e = Crossfade::eased(m_crossfade.progress());
+    const QSizeF area = size();
+    const auto place = [&](const QImage& image) {
+        const QSizeF s = image.deviceIndependentSize();
+        const qreal k = std::min(area.width() / s.width(), area.height() / s.height());
+        return QRectF((area.width() - s.width() * k) / 2, 0, s.width() * k, s.height() * k);
+    };
+    const QImage& before = m_crossfade.previous();
+    const QImage& after = m_crossfade.current();
+    p.setRenderHint(QPainter::SmoothPixmapTransform);
+    p.setOpacity(1 - e);
+    p.drawImage(place(before), before);
+    p.setCompositionMode(QPainter::CompositionMode_Plus);
+    p.setOpacity(e);
+    p.drawImage(place(after), after);
 }
 
 } // namespace velora

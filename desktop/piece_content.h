@@ -20,6 +20,7 @@ public:
 
     void setView(const PieceView& view);
     bool isCrossfading() const { return m_crossfade.animating(); }
+    qreal crossfadeProgress() const { return m_crossfade.progress(); }
     // The current rendering (cut out when shaped, see below).
     const QImage& image() const { return m_opaqueShape ? m_cut : m_crossfade.current(); }
 
@@ -36,12 +37,15 @@ public:
 
 signals:
     void imageChanged();
+    // Each frame of a crossfade, and once when it ends.
+    void fadeStepped();
 
 protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
     void refreshCut();
+    void paintResizingFade(QPainter& p);
 
     Crossfade m_crossfade;
     std::optional<PieceView> m_view;

@@ -5,6 +5,7 @@
 #include "piece_content.h"
 #include "studio.h"
 
+#include <QKeyEvent>
 #include <QMenu>
 #include <QMouseEvent>
 #include <QWindow>
@@ -55,6 +56,14 @@ PiecePanel::PiecePanel(DesktopController& controller, const QUuid& pieceID)
         moveOrigin({p.x(), p.y()});
     });
     connect(&m_glide, &QVariantAnimation::finished, this, [this] { moveOrigin(m_glideTarget); });
+    connect(m_content, &PieceContent::fadeStepped, this, &PiecePanel::stepResize);
+
+    // A release that never arrives (another client took the pointer, the button went up
+    // elsewhere) must not leave the piece stuck to the pointer.
+    m_dragWatch.setInterval(100);
+    connect(&m_dragWatch, &QTimer::timeout, this, [this] {
+        if (!Platform::primaryButtonDown()) endDrag();
+    });
 
     // The native window exists from here on, so the window-manager hints are in place before the
     // first show.
@@ -68,6 +77,7 @@ PiecePanel::~PiecePanel() = default;
 Rect PiecePanel::frame() const
 {
     if (isGliding()) return {m_glideTarget.x, m_glideTarget.y, m_frame.width, m_frame.height};
+    if (m_resizing) return m_resizeTo;
     return m_frame;
 }
 
@@ -80,7 +90,39 @@ void PiecePanel::setFrame(const Rect& frame)
         return;
     }
     m_glide.stop();
+    // A slideshow step to a photo of another shape: the window grows or shrinks with the
+    // crossfade instead of cutting the old photo off at once.
+    const bool resized = frame.width != m_frame.width || frame.height != m_frame.height;
+    if (m_resizing && frame.width == m_resizeTo.width && frame.height == m_resizeTo.height) {
+        m_resizeTo = frame;
+        stepResize();
+        return;
+    }
+    if (resized && isVisible() && !m_dragging && m_content->isCrossfading()) {
+        m_resizeFrom = m_frame;
+        m_resizeTo = frame;
+        m_resizing = true;
+        stepResize();
+        return;
+    }
+    m_resizing = false;
     m_frame = frame;
+    applyGeometry();
+}
+
+void PiecePanel::stepResize()
+{
+    if (!m_resizing) return;
+    const qreal t = m_content->crossfadeProgress();
+    if (t >= 1.0) {
+        m_resizing = false;
+        m_frame = m_resizeTo;
+    } else {
+        const qreal e = Crossfade::eased(t);
+        const auto mix = [e](double a, double b) { return a + (b - a) * e; };
+        m_frame = {mix(m_resizeFrom.x, m_resizeTo.x), mix(m_resizeFrom.y, m_resizeTo.y),
+                   mix(m_resizeFrom.width, m_resizeTo.width), mix(m_resizeFrom.height, m_resizeTo.height)};
+    }
     applyGeometry();
 }
 
@@ -136,60 +178,106 @@ void PiecePanel::updateShape()
 void PiecePanel::release()
 {
     m_glide.stop();
+    m_dragWatch.stop();
     m_dragging = false;
+    m_resizing = false;
     hide();
     deleteLater();
 }
 
 void PiecePanel::mousePressEvent(QMouseEvent* event)
 {
+    event->accept();
+    // Any other button during a drag ends it (a right click then opens no menu); a left press
+    // while one seems to run means its release was lost.
+    if (m_dragging) {
+        endDrag();
+        if (event->button() != Qt::LeftButton) return;
+    }
     if (event->button() == Qt::LeftButton) {
         // A press during the glide takes the piece from where it was going, so a click that does
-        // not move leaves it at its stored place.
+        // not move leaves it at its stored place; a resize ends where it was going.
         if (isGliding()) {
             m_glide.stop();
             moveOrigin(m_glideTarget);
         }
+        if (m_resizing) {
+            m_resizing = false;
+            m_frame = m_resizeTo;
+            applyGeometry();
+        }
         m_dragging = true;
         m_moved = false;
-        m_dragStartMouse = m_controller.screens().space().pointFromQt(event->globalPosition());
-        m_dragStartOrigin = {m_frame.x, m_frame.y};
-        event->accept();
+        m_dragStartMouse = event->globalPosition();
+        m_dragStartCorner = m_controller.screens().space().toQt(m_frame).topLeft();
+        // The keyboard for Escape, though the piece never takes focus; moves without a button
+        // to notice a release that went elsewhere.
+        if (Platform::session() == Platform::Session::x11) grabKeyboard();
+        setMouseTracking(true);
+        m_dragWatch.start();
         return;
     }
     if (event->button() == Qt::RightButton) {
         contextMenu()->popup(event->globalPosition().toPoint());
-        event->accept();
         return;
     }
-    QWidget::mousePressEvent(event);
 }
 
 void PiecePanel::mouseMoveEvent(QMouseEvent* event)
 {
     event->accept();
     if (!m_dragging) return;
+    // The button went up where we did not see it.
+    if (!(event->buttons() & Qt::LeftButton)) {
+        endDrag();
+        return;
+    }
     m_moved = true;
     // The global position: the position in the window changes as the window moves.
-    const Point mouse = m_controller.screens().space().pointFromQt(event->globalPosition());
-    moveOrigin({m_dragStartOrigin.x + (mouse.x - m_dragStartMouse.x), m_dragStartOrigin.y + (mouse.y - m_dragStartMouse.y)});
+    const QPointF corner = m_dragStartCorner + (event->globalPosition() - m_dragStartMouse);
+    m_frame = m_controller.screens().space().fromQt(QRectF(corner, QSizeF(m_frame.width, m_frame.height)));
+    applyGeometry();
 }
 
 void PiecePanel::mouseReleaseEvent(QMouseEvent* event)
 {
-    if (event->button() != Qt::LeftButton) {
-        QWidget::mouseReleaseEvent(event);
+    event->accept();
+    if (event->button() == Qt::LeftButton) endDrag();
+}
+
+void PiecePanel::keyPressEvent(QKeyEvent* event)
+{
+    if (m_dragging && event->key() == Qt::Key_Escape) {
+        event->accept();
+        endDrag();
         return;
     }
-    event->accept();
-    if (!m_dragging) return;
-    m_dragging = false;
-    if (m_moved) finishDrag();
+    QWidget::keyPressEvent(event);
+}
+
+bool PiecePanel::event(QEvent* event)
+{
+    switch (event->type()) {
+    case QEvent::UngrabMouse:
+    case QEvent::UngrabKeyboard:
+    case QEvent::WindowDeactivate:
+    case QEvent::FocusOut:
+    case QEvent::Hide:
+        endDrag();
+        break;
+    default:
+        break;
+    }
+    return QWidget::event(event);
 }
 
 void PiecePanel::mouseDoubleClickEvent(QMouseEvent* event)
 {
     event->accept();
+    if (m_dragging && event->button() != Qt::LeftButton) {
+        endDrag();
+        return;
+    }
     // A quick second right click is still a right click.
     if (event->button() == Qt::RightButton) {
         contextMenu()->popup(event->globalPosition().toPoint());
@@ -198,8 +286,21 @@ void PiecePanel::mouseDoubleClickEvent(QMouseEvent* event)
     if (event->button() != Qt::LeftButton) return;
     // Qt delivers the second press before this; it starts no drag.
     m_dragging = false;
+    m_dragWatch.stop();
+    if (keyboardGrabber() == this) releaseKeyboard();
+    setMouseTracking(false);
     m_moved = false;
     m_controller.openEditor(m_pieceID);
+}
+
+void PiecePanel::endDrag()
+{
+    if (!m_dragging) return;
+    m_dragging = false;
+    m_dragWatch.stop();
+    if (keyboardGrabber() == this) releaseKeyboard();
+    setMouseTracking(false);
+    if (m_moved) finishDrag();
 }
 
 void PiecePanel::finishDrag()

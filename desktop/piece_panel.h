@@ -5,7 +5,9 @@
 // right click opens a small menu. It never takes focus and never brings the application forward.
 #include "panel_surface.h"
 
+#include <QPointF>
 #include <QPointer>
+#include <QTimer>
 #include <QUuid>
 #include <QVariantAnimation>
 #include <QWidget>
@@ -41,6 +43,8 @@ public:
     void release() override;
 
     bool isGliding() const { return m_glide.state() == QAbstractAnimation::Running; }
+    // A slideshow step between photos of different shapes: the window follows the crossfade.
+    bool isResizing() const { return m_resizing; }
     PieceContent* content() const { return m_content; }
     // Builds the right-click menu (shown by a right press).
     QMenu* contextMenu();
@@ -54,9 +58,15 @@ protected:
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
     void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    bool event(QEvent* event) override;
 
 private:
+    // Ends a drag for any reason (release, another button, Escape, a lost grab): the piece lands
+    // where the pointer left it, snapped, and is stored once.
+    void endDrag();
     void finishDrag();
+    void stepResize();
     void moveOrigin(const Point& origin);
     void applyGeometry();
     void updateShape();
@@ -68,12 +78,17 @@ private:
     double m_margin = 0;
     bool m_dragging = false;
     bool m_moved = false;
-    Point m_dragStartMouse;
-    Point m_dragStartOrigin;
+    // Window-system coordinates: they stay right when the screens change under a drag.
+    QPointF m_dragStartMouse;
+    QPointF m_dragStartCorner;
+    QTimer m_dragWatch;
     bool m_ignoresMouse = false;
     bool m_shaped = false;
     QVariantAnimation m_glide;
     Point m_glideTarget;
+    bool m_resizing = false;
+    Rect m_resizeFrom;
+    Rect m_resizeTo;
 };
 
 } // namespace velora

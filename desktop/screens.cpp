@@ -37,6 +37,8 @@ void QtScreens::watch(QScreen* screen)
 {
     connect(screen, &QScreen::geometryChanged, this, &ScreenSource::screensChanged);
     connect(screen, &QScreen::availableGeometryChanged, this, &ScreenSource::screensChanged);
+    // A new scale: pieces render again at the new pixel ratio.
+    connect(screen, &QScreen::logicalDotsPerInchChanged, this, &ScreenSource::screensChanged);
 }
 
 ScreenSpace QtScreens::space() const

@@ -39,4 +39,8 @@ QByteArray takeActivationToken();
 // manager for that; without one, pieces are cut to their shape instead.
 bool blendsTranslucentWindows();
 
+// Whether the primary mouse button is down now, asked of the window system rather than taken from
+// the events seen: a drag whose release went elsewhere must still end.
+bool primaryButtonDown();
+
 } // namespace velora::Platform

@@ -1,6 +1,7 @@
 // Window systems without extra hooks: Qt's window flags are all there is.
 #include "desktop_window.h"
 
+#include <QGuiApplication>
 #include <QWindow>
 
 namespace velora::Platform {
@@ -13,4 +14,5 @@ void activateWindow(QWindow* window, const QByteArray&)
     window->raise();
     window->requestActivate();
 }
+bool primaryButtonDown() { return QGuiApplication::mouseButtons() & Qt::LeftButton; }
 } // namespace velora::Platform

@@ -226,4 +226,14 @@ bool blendsTranslucentWindows()
     return owner && owner->owner != XCB_WINDOW_NONE;
 }
 
+bool primaryButtonDown()
+{
+    xcb_connection_t* c = connection();
+    if (!c) return QGuiApplication::mouseButtons() & Qt::LeftButton;
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(c)).data->root;
+    Reply<xcb_query_pointer_reply_t> pointer(xcb_query_pointer_reply(c, xcb_query_pointer(c, root), nullptr));
+    // No answer: keep the drag, the release or the next check will end it.
+    return !pointer || (pointer->mask & XCB_BUTTON_MASK_1);
+}
+
 } // namespace velora::Platform

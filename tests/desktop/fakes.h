@@ -18,15 +18,18 @@ class FakeScreens final : public ScreenSource {
 public:
     explicit FakeScreens(QList<ScreenInfo> list) : m_list(std::move(list)) {}
     QList<ScreenInfo> screens() const override { return m_list; }
-    ScreenSpace space() const override { return ScreenSpace(900); }
-    void set(QList<ScreenInfo> list)
+    ScreenSpace space() const override { return ScreenSpace(m_axis); }
+    // axis: the primary's bottom in window-system coordinates (its height when it starts at 0).
+    void set(QList<ScreenInfo> list, double axis = 900)
     {
         m_list = std::move(list);
+        m_axis = axis;
         emit screensChanged();
     }
 
 private:
     QList<ScreenInfo> m_list;
+    double m_axis = 900;
 };
 
 // A primary display of 1440 × 900 with a 25-point menu bar on top, and one to the left of it.

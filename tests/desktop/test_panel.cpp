@@ -134,6 +134,114 @@ private slots:
         QCOMPARE(PieceContent::renderCount(), renders);
     }
 
+    void aDragEndsOnAnyInterruption_data()
+    {
+        QTest::addColumn<QString>("how");
+        for (const char* how : {"right press", "middle press", "escape", "lost release", "lost grab", "left press"})
+            QTest::newRow(how) << QString::fromLatin1(how);
+    }
+
+    void aDragEndsOnAnyInterruption()
+    {
+        QFETCH(QString, how);
+        PanelRig rig;
+        const auto [p, panel] = rig.add({rig.photos[0].id}, {300, 300});
+        QSignalSpy changed(&rig.studio, &Studio::changed);
+        const QPoint grab = panel->geometry().topLeft() + QPoint(60, 60);
+        const QPoint to = grab + QPoint(-50, 30);
+        mouse(panel, QTest::MousePress, grab);
+        mouse(panel, QTest::MouseMove, to);
+        if (how == "right press" || how == "middle press") {
+            mouse(panel, QTest::MousePress, to, how == "right press" ? Qt::RightButton : Qt::MiddleButton);
+        } else if (how == "escape") {
+            QTest::keyClick(panel, Qt::Key_Escape);
+        } else if (how == "lost release") {
+            // The pointer comes back with no button down.
+            QMouseEvent move(QEvent::MouseMove, QPointF(70, 70), QPointF(to + QPoint(10, 10)), Qt::NoButton,
+                             Qt::NoButton, {});
+            QApplication::sendEvent(panel, &move);
+        } else if (how == "lost grab") {
+            QEvent ungrab(QEvent::UngrabMouse);
+            QApplication::sendEvent(panel, &ungrab);
+        } else {
+            QMouseEvent press(QEvent::MouseButtonPress, QPointF(60, 60), QPointF(to), Qt::LeftButton,
+                              Qt::LeftButton, {});
+            QApplication::sendEvent(panel, &press);
+            mouse(panel, QTest::MouseRelease, to);
+        }
+        QVERIFY(!panel->isDragging());
+        QVERIFY(!qobject_cast<QMenu*>(QApplication::activePopupWidget()));
+        // Landed where the pointer left it and stored once: the display, then the place.
+        const Point at{300 - 50, 300 - 30};
+        QCOMPARE(rig.stored(p.id).placements.value("MAIN"), at);
+        QCOMPARE(changed.count(), 2);
+        mouse(panel, QTest::MouseRelease, to, Qt::LeftButton);
+        mouse(panel, QTest::MouseMove, to + QPoint(40, 40));
+        QCOMPARE(changed.count(), 2);
+        QTRY_VERIFY_WITH_TIMEOUT(!panel->isGliding(), 2000);
+        QCOMPARE(panel->geometry(), rig.screens.space().windowRect(panel->frame()));
+    }
+
+    void aNewScreenHeightMovesNoPieceAndNoDragJumps()
+    {
+        PanelRig rig;
+        const auto [p, panel] = rig.add({rig.photos[0].id}, {300, 300});
+        const Rect frame = panel->frame();
+        QCOMPARE(panel->geometry().y(), int(900 - 300 - frame.height));
+        // The primary display becomes 800 high: the same place from its bottom is 100 higher up
+        // in window-system coordinates, and nothing is stored.
+        QSignalSpy changed(&rig.studio, &Studio::changed);
+        rig.screens.set({{"MAIN", {0, 0, 1280, 800}, {0, 0, 1280, 775}}, leftDisplay()}, 800);
+        QCoreApplication::processEvents();
+        QCOMPARE(panel->frame(), frame);
+        QCOMPARE(panel->geometry().topLeft(), QPoint(300, int(800 - 300 - frame.height)));
+        QCOMPARE(changed.count(), 0);
+        // The next drag moves the window by exactly the pointer's way.
+        const QRect before = panel->geometry();
+        const QPoint grab = before.topLeft() + QPoint(60, 60);
+        mouse(panel, QTest::MousePress, grab);
+        mouse(panel, QTest::MouseMove, grab + QPoint(7, 9));
+        QCOMPARE(panel->geometry().topLeft(), before.topLeft() + QPoint(7, 9));
+        mouse(panel, QTest::MouseRelease, grab + QPoint(7, 9));
+        QCOMPARE(rig.stored(p.id).placements.value("MAIN"), (Point{307, 291}));
+    }
+
+    void aSlideshowStepToAnotherShapeResizesWithTheFade()
+    {
+        PanelRig rig;
+        const auto [p, panel] = rig.add({rig.photos[0].id, rig.photos[1].id}, {300, 300});
+        const Rect wide = panel->frame();
+        const QRect before = panel->geometry();
+        rig.studio.advance(p.id);
+        QCoreApplication::processEvents();
+        QVERIFY(panel->content()->isCrossfading());
+        QVERIFY(panel->isResizing());
+        // Going to the portrait's size with the top edge where it was; stored so.
+        const Rect tall = panel->frame();
+        QVERIFY(tall.height > wide.height * 1.5);
+        QCOMPARE(tall.maxY(), wide.maxY());
+        QCOMPARE(rig.stored(p.id).placements.value("MAIN"), (Point{300, std::round(tall.y)}));
+
+        // Halfway the window is between both sizes, its top and left edges still, and nothing
+        // is drawn up to its edges: neither rendering is cut off.
+        QTRY_VERIFY_WITH_TIMEOUT(panel->content()->crossfadeProgress() >= 0.5, 3000);
+        const QRect mid = panel->geometry();
+        QCOMPARE(mid.topLeft(), before.topLeft());
+        QVERIFY2(mid.height() > before.height() + 20 && mid.height() < int(tall.height) - 20,
+                 qPrintable(QStringLiteral("%1 < %2 < %3").arg(before.height()).arg(mid.height()).arg(tall.height)));
+        const QImage shot = panel->content()->grab().toImage();
+        int edgeInk = 0;
+        for (int x = 0; x < shot.width(); ++x)
+            for (int y : {0, shot.height() - 1}) edgeInk = std::max(edgeInk, qAlpha(shot.pixel(x, y)));
+        for (int y = 0; y < shot.height(); ++y)
+            for (int x : {0, shot.width() - 1}) edgeInk = std::max(edgeInk, qAlpha(shot.pixel(x, y)));
+        QVERIFY2(edgeInk < 40, qPrintable(QString::number(edgeInk)));
+
+        QTRY_VERIFY_WITH_TIMEOUT(!panel->isResizing(), 3000);
+        QCOMPARE(panel->geometry(), rig.screens.space().windowRect(tall));
+        QCOMPARE(rig.controller.panel(p.id), panel); // the same window all along
+    }
+
     void droppingOnAnotherDisplayStoresItThere()
     {
         PanelRig rig;
