@@ -209,7 +209,8 @@ void PiecePanel::mousePressEvent(QMouseEvent* event)
         m_dragging = true;
         m_moved = false;
         m_dragStartMouse = event->globalPosition();
-        m_dragStartCorner = m_controller.screens().space().toQt(m_frame).topLeft();
+        // Where the window really is: a window manager may have kept it on screen.
+        m_dragStartCorner = QPointF(pos());
         // The keyboard for Escape, though the piece never takes focus; moves without a button
         // to notice a release that went elsewhere.
         if (Platform::session() == Platform::Session::x11) grabKeyboard();

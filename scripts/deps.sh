@@ -8,6 +8,7 @@ packages=(
   libvips-dev libvips-tools libheif-examples
   libxcb1-dev libxcb-shape0-dev libx11-dev libx11-xcb-dev
   xvfb xauth openbox x11-utils x11-xserver-utils xcompmgr xdotool imagemagick
+  xserver-xorg-core xserver-xorg-video-dummy
   fonts-dejavu-core
   desktop-file-utils appstream trayer dbus-daemon
   libqt6sql6-sqlite

@@ -3,7 +3,9 @@
 // unless a test brings its own desktop, and an environment for the programs started there, with
 // their own settings, data and runtime folders; pictures of its screen, and the lines of the
 // programs a test runs on it.
+#include <QDir>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QImage>
 #include <QProcess>
 #include <QProcessEnvironment>
@@ -81,18 +83,94 @@ inline void stopProgram(QProcess& program)
     }
 }
 
+// Starts Xorg with the dummy video driver: unlike Xvfb it changes modes and monitors with xrandr,
+// as a real display does. It starts in the first of `modes` (named "WxH"); the frame buffer can
+// grow to the largest. Its display, or empty.
+inline QString startDummyXorg(QProcess& xorg, const QString& program, const QList<QSize>& modes, const QString& folder)
+{
+    QString lines, names;
+    QSize most;
+    for (const QSize m : modes) {
+        const QString name = QStringLiteral("%1x%2").arg(m.width()).arg(m.height());
+        lines += QStringLiteral("  Modeline \"%1\" 200.00 %2 %3 %4 %5 %6 %7 %8 %9\n")
+                     .arg(name)
+                     .arg(m.width())
+                     .arg(m.width() + 8)
+                     .arg(m.width() + 16)
+                     .arg(m.width() + 24)
+                     .arg(m.height())
+                     .arg(m.height() + 3)
+                     .arg(m.height() + 6)
+                     .arg(m.height() + 9);
+        names += QStringLiteral(" \"%1\"").arg(name);
+        most = most.expandedTo(m);
+    }
+    const QString conf = QStringLiteral(R"(Section "ServerFlags"
+  Option "AutoAddDevices" "false"
+  Option "AutoEnableDevices" "false"
+  Option "DontVTSwitch" "true"
+EndSection
+Section "Device"
+  Identifier "dummy"
+  Driver "dummy"
+  VideoRam 256000
+EndSection
+Section "Monitor"
+  Identifier "monitor"
+  HorizSync 5.0-1000.0
+  VertRefresh 5.0-200.0
+%1EndSection
+Section "Screen"
+  Identifier "screen"
+  Device "dummy"
+  Monitor "monitor"
+  DefaultDepth 24
+  SubSection "Display"
+    Depth 24
+    Virtual %2 %3
+    Modes%4
+  EndSubSection
+EndSection
+)").arg(lines).arg(most.width()).arg(most.height()).arg(names);
+    QFile file(QDir(folder).filePath("xorg.conf"));
+    if (!file.open(QIODevice::WriteOnly) || file.write(conf.toUtf8()) < 0) return {};
+    file.close();
+    xorg.start(program, {"-displayfd", "1", "-config", file.fileName(), "-configdir", QDir(folder).filePath("none"),
+                         "-logfile", QDir(folder).filePath("xorg.log"), "-noreset", "-nolisten", "tcp", "-quiet"});
+    if (!xorg.waitForStarted(5000)) return {};
+    QByteArray number;
+    for (int i = 0; i < 100 && !number.contains('\n'); ++i) {
+        xorg.waitForReadyRead(100);
+        number += xorg.readAllStandardOutput();
+    }
+    if (!number.contains('\n')) return {};
+    return QStringLiteral(":") + QString::fromLatin1(number.trimmed());
+}
+
 class X11Session {
 public:
     ~X11Session() { stop(); }
 
-    // An empty string when it runs, else why not (a missing program is a reason to skip).
-    QString start(QSize screen = {1280, 800}, bool windowManager = true)
+    enum class Server { xvfb, dummyXorg };
+
+    // An empty string when it runs, else why not (a missing program is a reason to skip). Xorg's
+    // dummy starts at `screen` and also knows `modes`.
+    QString start(QSize screen = {1280, 800}, bool windowManager = true, Server server = Server::xvfb,
+                  const QList<QSize>& modes = {})
     {
         const QString xvfb = QStandardPaths::findExecutable("Xvfb");
         const QString openbox = QStandardPaths::findExecutable("openbox");
         if (xvfb.isEmpty() || (windowManager && openbox.isEmpty()))
             return QStringLiteral("Xvfb or openbox is not installed (bash scripts/deps.sh installs both)");
-        display = startXvfb(m_xvfb, xvfb, screen);
+        if (server == Server::dummyXorg) {
+            const QString xorg = QStandardPaths::findExecutable("Xorg");
+            if (xorg.isEmpty() || !QFile::exists("/usr/lib/xorg/modules/drivers/dummy_drv.so"))
+                return QStringLiteral("Xorg's dummy driver is not installed (bash scripts/deps.sh installs it)");
+            display = startDummyXorg(m_xvfb, xorg, QList<QSize>{screen} + modes, home.path());
+            if (display.isEmpty()) return QStringLiteral("Xorg with the dummy driver did not start (see xorg.log)");
+        } else {
+            display = startXvfb(m_xvfb, xvfb, screen);
+        }
         if (display.isEmpty()) return QStringLiteral("Xvfb did not start");
 
         c = xcb_connect(display.toLatin1().constData(), nullptr);
@@ -152,15 +230,16 @@ public:
         return a && a->map_state == XCB_MAP_STATE_VIEWABLE;
     }
 
-    // Runs xdotool with the session's display; its output, trimmed.
-    QString xdotool(const QStringList& args)
+    // Runs a program (xdotool, xrandr) with the session's display; its output, trimmed.
+    QString run(const QString& program, const QStringList& args)
     {
         QProcess x;
         x.setProcessEnvironment(env);
-        x.start(QStandardPaths::findExecutable("xdotool"), args);
+        x.start(QStandardPaths::findExecutable(program), args);
         x.waitForFinished(10000);
         return QString::fromLocal8Bit(x.readAllStandardOutput()).trimmed();
     }
+    QString xdotool(const QStringList& args) { return run(QStringLiteral("xdotool"), args); }
 
     // Visible windows whose title is exactly `title`.
     QList<xcb_window_t> windowsNamed(const QString& title)
