@@ -3,6 +3,7 @@
 #include "asset_grid_model.h"
 #include "photos_bridge.h"
 #include "studio.h"
+#include "theme.h"
 
 #include <QAbstractListModel>
 #include <QDesktopServices>
@@ -31,15 +32,6 @@ QPointer<PhotosPickerSheet>& openSheet()
 {
     static QPointer<PhotosPickerSheet> sheet;
     return sheet;
-}
-
-// The brand gradient: warm coral into violet, corner to corner.
-QLinearGradient brandGradient(const QRectF& r)
-{
-    QLinearGradient g(r.topLeft(), r.bottomRight());
-    g.setColorAt(0, QColor(0xff, 0x7a, 0x59));
-    g.setColorAt(1, QColor(0x9b, 0x5c, 0xf6));
-    return g;
 }
 
 enum class Symbol { photoOnRectangle, photoStack };
@@ -269,7 +261,7 @@ public:
         }
         if (index.data(AssetGridModel::PickedRole).toBool()) {
             const QRectF inner = cell.adjusted(1.5, 1.5, -1.5, -1.5);
-            p->setPen(QPen(QBrush(brandGradient(cell)), 3));
+            p->setPen(QPen(QBrush(Theme::brand(cell)), 3));
             p->setBrush(Qt::NoBrush);
             p->drawRoundedRect(inner, 6.5, 6.5);
             constexpr qreal d = 20;
@@ -281,7 +273,7 @@ public:
             tick.moveTo(badge.left() + d * 0.27, badge.top() + d * 0.52);
             tick.lineTo(badge.left() + d * 0.44, badge.top() + d * 0.68);
             tick.lineTo(badge.left() + d * 0.74, badge.top() + d * 0.34);
-            p->setPen(QPen(QBrush(brandGradient(badge)), 2.4, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+            p->setPen(QPen(QBrush(Theme::brand(badge)), 2.4, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
             p->drawPath(tick);
         }
         if (option.state & QStyle::State_HasFocus) {
