@@ -28,19 +28,25 @@ struct FreeDeleter {
 };
 template <typename T> using Reply = std::unique_ptr<T, FreeDeleter>;
 
+// The display (":N") an X server started with -displayfd 1 writes, or empty when it did not come up.
+inline QString displayOf(QProcess& server)
+{
+    if (!server.waitForStarted(5000)) return {};
+    QByteArray number;
+    for (int i = 0; i < 100 && !number.contains('\n'); ++i) {
+        server.waitForReadyRead(100);
+        number += server.readAllStandardOutput();
+    }
+    if (!number.contains('\n')) return {};
+    return QStringLiteral(":") + QString::fromLatin1(number.trimmed());
+}
+
 // Starts Xvfb with one screen of `size`; its display (":N"), or empty when it did not come up.
 inline QString startXvfb(QProcess& xvfb, const QString& program, QSize size)
 {
     const QString screen = QStringLiteral("%1x%2x24").arg(size.width()).arg(size.height());
     xvfb.start(program, {"-displayfd", "1", "-screen", "0", screen, "-nolisten", "tcp", "-br"});
-    if (!xvfb.waitForStarted(5000)) return {};
-    QByteArray number;
-    for (int i = 0; i < 100 && !number.contains('\n'); ++i) {
-        xvfb.waitForReadyRead(100);
-        number += xvfb.readAllStandardOutput();
-    }
-    if (!number.contains('\n')) return {};
-    return QStringLiteral(":") + QString::fromLatin1(number.trimmed());
+    return displayOf(xvfb);
 }
 
 // The top `rows` of the root window (all of it when 0), or a null image.
@@ -137,14 +143,7 @@ EndSection
     file.close();
     xorg.start(program, {"-displayfd", "1", "-config", file.fileName(), "-configdir", QDir(folder).filePath("none"),
                          "-logfile", QDir(folder).filePath("xorg.log"), "-noreset", "-nolisten", "tcp", "-quiet"});
-    if (!xorg.waitForStarted(5000)) return {};
-    QByteArray number;
-    for (int i = 0; i < 100 && !number.contains('\n'); ++i) {
-        xorg.waitForReadyRead(100);
-        number += xorg.readAllStandardOutput();
-    }
-    if (!number.contains('\n')) return {};
-    return QStringLiteral(":") + QString::fromLatin1(number.trimmed());
+    return displayOf(xorg);
 }
 
 class X11Session {
