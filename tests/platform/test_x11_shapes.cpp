@@ -44,6 +44,7 @@ class TestX11Shapes : public QObject {
     xcb_window_t m_panel = 0;
     xcb_window_t m_behind = 0;
     double m_margin = 0;
+    bool m_blendsAtStart = false;
 
     QString waitForLine(const QString& prefix, int ms = 10000)
     {
@@ -75,6 +76,42 @@ class TestX11Shapes : public QObject {
         for (int i = 0; i < xcb_shape_get_rectangles_rectangles_length(r.get()); ++i)
             out += QRect(rects[i].x, rects[i].y, rects[i].width, rects[i].height);
         return out.translated(rootGeometry(w).topLeft());
+    }
+
+    void startProbe(const QProcessEnvironment& env)
+    {
+        m_probeOutput.clear();
+        m_probe.setProcessEnvironment(env);
+        m_probe.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        m_probe.start(QStringLiteral(VELORA_X11_SHAPES_PROBE), {m_x.home.filePath("library")});
+        QVERIFY2(m_probe.waitForStarted(5000), "the probe did not start");
+        const QStringList ready = waitForLine("READY", 20000).split(' ');
+        QVERIFY2(ready.size() == 4, qPrintable("the probe did not get ready: " + m_probeOutput));
+        m_panel = xcb_window_t(ready[1].toULongLong());
+        m_margin = ready[2].toDouble();
+        m_blendsAtStart = ready[3] == QStringLiteral("1");
+        // Placed and mapped: the frame centred in the window.
+        QTRY_VERIFY_WITH_TIMEOUT(centred(), 5000);
+    }
+
+    // Pixels of the panel around the frame (not its antialiased edge, not over the window
+    // behind) that are not their own wallpaper cell, shaded at most: what a backdrop out of line
+    // with the root's shows. Also counts the pixels it looked at.
+    std::pair<int, int> offWallpaper(const QImage& shot, const QRegion& frame)
+    {
+        int wrong = 0, seen = 0;
+        const QRect p = rootGeometry(m_panel);
+        const QRect behind = rootGeometry(m_behind);
+        for (int y = p.top(); y <= p.bottom(); ++y)
+            for (int x = p.left(); x <= p.right(); ++x) {
+                const QPoint at(x, y);
+                if (frame.contains(at) || behind.contains(at)) continue;
+                if (frame.intersects(QRect(at - QPoint(2, 2), QSize(5, 5)))) continue;
+                const QRgb c = shot.pixel(at);
+                ++seen;
+                if (wallpaperAt(at) == cellA ? qBlue(c) <= qRed(c) : qRed(c) <= qBlue(c)) ++wrong;
+            }
+        return {wrong, seen};
     }
 
     bool centred()
@@ -199,7 +236,7 @@ class TestX11Shapes : public QObject {
 private slots:
     void initTestCase()
     {
-        if (const QString why = m_x.start(); !why.isEmpty()) QSKIP(qPrintable(why + "; skipping the X11 shapes test"));
+        if (const QString why = m_x.start({1920, 1200}); !why.isEmpty()) QSKIP(qPrintable(why + "; skipping the X11 shapes test"));
         for (const char* tool : {"xdotool", "xcompmgr"})
             if (QStandardPaths::findExecutable(tool).isEmpty())
                 QSKIP(qPrintable(QStringLiteral("%1 is not installed (bash scripts/deps.sh)").arg(tool)));
@@ -207,18 +244,9 @@ private slots:
         xcb_clear_area(m_x.c, 0, m_x.root, 0, 0, 0, 0);
         xcb_flush(m_x.c);
 
-        m_probe.setProcessEnvironment(m_x.env);
-        m_probe.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_probe.start(QStringLiteral(VELORA_X11_SHAPES_PROBE), {m_x.home.filePath("library")});
-        QVERIFY2(m_probe.waitForStarted(5000), "the probe did not start");
-        const QStringList ready = waitForLine("READY", 20000).split(' ');
-        QVERIFY2(ready.size() == 4, qPrintable("the probe did not get ready: " + m_probeOutput));
-        m_panel = xcb_window_t(ready[1].toULongLong());
-        m_margin = ready[2].toDouble();
-        QCOMPARE(ready[3], QStringLiteral("0")); // no compositor yet
-        // Placed and mapped: the frame centred in the window.
-        QTRY_VERIFY_WITH_TIMEOUT(centred(), 5000);
-
+        startProbe(m_x.env);
+        if (QTest::currentTestFailed()) return;
+        QCOMPARE(m_blendsAtStart, false); // no compositor yet
         // An unmanaged window at the bottom of the stack, under the piece's left margin and frame.
         const QRect p = rootGeometry(m_panel);
         m_behind = xcb_generate_id(m_x.c);
@@ -288,7 +316,7 @@ private slots:
 
         // With a wallpaper the piece is drawn over the part of it beneath, its shadow too.
         setWallpaper();
-        QCOMPARE(waitForLine("WALLPAPER"), QStringLiteral("WALLPAPER 1280 800"));
+        QCOMPARE(waitForLine("WALLPAPER"), QStringLiteral("WALLPAPER 1920 1200"));
         QTest::qWait(400);
         shot = grab("wallpaper-tilted");
         frame = shape(m_panel, XCB_SHAPE_SK_INPUT);
@@ -299,18 +327,7 @@ private slots:
         QCOMPARE(blackInMargin(shot, frame), 0);
         // Around the frame every pixel is its own wallpaper cell, shaded at most: the backdrop
         // lines up with the root's.
-        int wrong = 0, seen = 0;
-        const QRect p = rootGeometry(m_panel);
-        for (int y = p.top(); y <= p.bottom(); ++y)
-            for (int x = p.left(); x <= p.right(); ++x) {
-                const QPoint at(x, y);
-                if (frame.contains(at) || rootGeometry(m_behind).contains(at)) continue;
-                if (frame.intersects(QRect(at - QPoint(2, 2), QSize(5, 5)))) continue; // the antialiased edge
-                const QRgb c = shot.pixel(at);
-                const bool blue = wallpaperAt(at) == cellA;
-                ++seen;
-                if (blue ? qBlue(c) <= qRed(c) : qRed(c) <= qBlue(c)) ++wrong;
-            }
+        const auto [wrong, seen] = offWallpaper(shot, frame);
         QVERIFY(seen > 5000);
         QCOMPARE(wrong, 0);
         // Over the window behind the opaque shadow shows wallpaper, not the window.
@@ -351,6 +368,29 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(!boundingShaped(m_panel), 5000);
         QTRY_VERIFY_WITH_TIMEOUT(magentaBesideFrame(velora::testing::screenshot(m_x.c), frame) > 10, 5000);
         grab("composited-again");
+    }
+
+    void atTwiceThePixelRatio()
+    {
+        velora::testing::stopProgram(m_compositor);
+        velora::testing::stopProgram(m_probe);
+        QProcessEnvironment env = m_x.env;
+        env.insert("QT_SCALE_FACTOR", "2");
+        startProbe(env);
+        if (QTest::currentTestFailed()) return;
+        QVERIFY(!m_blendsAtStart);
+        // Shapes in device pixels: the frame twice the margin in, around it the wallpaper in line.
+        const QRect p = rootGeometry(m_panel);
+        const QRegion input = shape(m_panel, XCB_SHAPE_SK_INPUT);
+        QCOMPARE(input.rectCount(), 1);
+        QVERIFY2(std::abs(input.boundingRect().left() - p.left() - 2 * m_margin) <= 2,
+                 qPrintable(QStringLiteral("frame at %1 in a window at %2").arg(input.boundingRect().left()).arg(p.left())));
+        QTest::qWait(400);
+        const QImage shot = grab("twice");
+        const auto [wrong, seen] = offWallpaper(shot, input);
+        QVERIFY(seen > 20000);
+        QCOMPARE(wrong, 0);
+        QCOMPARE(blackInMargin(shot, input), 0);
     }
 
     void cleanupTestCase()
