@@ -107,28 +107,24 @@ QImage PieceContent::composeOpaque(const QImage& piece, const QImage& wallpaper,
                                    const QImage& coverage, QRegion& shape)
 {
     const qreal dpr = piece.devicePixelRatio();
-    QImage source = piece.convertToFormat(QImage::Format_ARGB32_Premultiplied);
-    source.setDevicePixelRatio(1);
-    QImage out(source.size(), QImage::Format_RGB32);
+    QImage out(piece.size(), QImage::Format_RGB32);
     if (!wallpaper.isNull()) {
         // The shadow's faintest fringe (under 2% cover) differs from the desktop by less than
         // a step of colour; cutting the window there shows no seam.
-        QPainter p(&out);
-        p.setCompositionMode(QPainter::CompositionMode_Source);
-        p.drawImage(0, 0, wallpaper);
-        p.setCompositionMode(QPainter::CompositionMode_SourceOver);
-        p.drawImage(0, 0, source);
-        p.end();
-        shape = PieceOutline::regionOf(source, 5, dpr);
+        {
+            QPainter p(&out);
+            p.setCompositionMode(QPainter::CompositionMode_Source);
+            p.drawImage(0, 0, wallpaper);
+        }
         out.setDevicePixelRatio(dpr);
+        QPainter(&out).drawImage(QPointF(0, 0), piece);
+        shape = PieceOutline::regionOf(piece, 5, dpr);
         return out;
     }
     if (!colour.isValid()) colour = QColor(128, 128, 128);
     out.fill(colour);
-    {
-        QPainter p(&out);
-        p.drawImage(0, 0, source);
-    }
+    out.setDevicePixelRatio(dpr);
+    QPainter(&out).drawImage(QPointF(0, 0), piece);
     // Outside the outline only the colour; along it the piece blended into the colour as the
     // antialiased outline covers each pixel.
     const QRgb bg = colour.rgb();
@@ -143,7 +139,6 @@ QImage PieceContent::composeOpaque(const QImage& piece, const QImage& wallpaper,
         }
     }
     shape = PieceOutline::regionOf(coverage, 1, dpr);
-    out.setDevicePixelRatio(dpr);
     return out;
 }
 

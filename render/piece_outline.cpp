@@ -132,6 +132,40 @@ QImage coverage(const QPainterPath& path, QSizeF size, qreal dpr, bool antialias
     return image;
 }
 
+namespace {
+
+// Rows of runs (half-open column intervals, sorted, apart) into a region's y-x bands; a row with
+// the same runs as the one above extends that band.
+class Bands {
+public:
+    void addRow(int y, const std::vector<std::pair<int, int>>& runs)
+    {
+        if (!runs.empty() && runs == m_above && m_rects.size() > m_aboveFrom && y == m_aboveY + 1) {
+            for (size_t i = m_aboveFrom; i < m_rects.size(); ++i) m_rects[i].setBottom(y);
+            m_aboveY = y;
+            return;
+        }
+        m_aboveFrom = m_rects.size();
+        for (const auto& [from, to] : runs) m_rects.emplace_back(from, y, to - from, 1);
+        m_above = runs;
+        m_aboveY = y;
+    }
+    QRegion region() const
+    {
+        QRegion out;
+        if (!m_rects.empty()) out.setRects(m_rects.data(), int(m_rects.size()));
+        return out;
+    }
+
+private:
+    std::vector<QRect> m_rects;
+    std::vector<std::pair<int, int>> m_above;
+    size_t m_aboveFrom = 0;
+    int m_aboveY = -2;
+};
+
+} // namespace
+
 QRegion regionOf(const QImage& image, int threshold, qreal dpr)
 {
     const bool gray = image.format() == QImage::Format_Grayscale8;
@@ -139,20 +173,24 @@ QRegion regionOf(const QImage& image, int threshold, qreal dpr)
     const qreal k = std::max<qreal>(dpr, 1);
     const int w = int(std::ceil(source.width() / k - 1e-6));
     const int h = int(std::ceil(source.height() / k - 1e-6));
-    // One row of (point) columns at a time, its runs as rectangles in y-x bands; a row with the
-    // same runs as the one above extends that band.
-    std::vector<QRect> rects;
+    std::vector<int> column(size_t(source.width()));
+    for (int x = 0; x < source.width(); ++x) column[size_t(x)] = std::min(w - 1, int(x / k));
     std::vector<char> row(size_t(std::max(w, 0)));
-    std::vector<std::pair<int, int>> runs, above;
-    size_t aboveFrom = 0;
+    std::vector<std::pair<int, int>> runs;
+    Bands bands;
     for (int py = 0; py < h; ++py) {
         std::fill(row.begin(), row.end(), 0);
         const int y0 = int(py * k), y1 = std::min(source.height(), int(std::ceil((py + 1) * k - 1e-6)));
         for (int y = y0; y < y1; ++y) {
             const uchar* line = source.constScanLine(y);
-            for (int x = 0; x < source.width(); ++x) {
-                const int v = gray ? line[x] : qAlpha(reinterpret_cast<const QRgb*>(line)[x]);
-                if (v >= threshold) row[size_t(std::min(w - 1, int(x / k)))] = 1;
+            if (gray) {
+                for (int x = 0; x < source.width(); ++x)
+                    if (line[x] >= threshold) row[size_t(column[size_t(x)])] = 1;
+            } else {
+                const auto* pixels = reinterpret_cast<const QRgb*>(line);
+                const QRgb least = QRgb(threshold) << 24;
+                for (int x = 0; x < source.width(); ++x)
+                    if (pixels[x] >= least) row[size_t(column[size_t(x)])] = 1;
             }
         }
         runs.clear();
@@ -165,24 +203,49 @@ QRegion regionOf(const QImage& image, int threshold, qreal dpr)
             while (x < w && row[size_t(x)]) ++x;
             runs.emplace_back(start, x);
         }
-        if (!runs.empty() && runs == above && rects.size() > aboveFrom) {
-            for (size_t i = aboveFrom; i < rects.size(); ++i) rects[i].setBottom(py);
-            continue;
-        }
-        aboveFrom = rects.size();
-        for (const auto& [from, to] : runs) rects.emplace_back(from, py, to - from, 1);
-        above = runs;
+        bands.addRow(py, runs);
     }
-    QRegion out;
-    if (!rects.empty()) out.setRects(rects.data(), int(rects.size()));
-    return out;
+    return bands.region();
 }
 
 QRegion region(const PieceView& view, qreal dpr)
 {
     const QSizeF canvas = PieceRenderer::canvasSize(view);
     if (canvas.isEmpty()) return {};
-    return regionOf(coverage(path(view), canvas, dpr, false), 128);
+    const int w = int(std::ceil(canvas.width() * dpr - 1e-6));
+    const int h = int(std::ceil(canvas.height() * dpr - 1e-6));
+    // Scanlines through pixel centres, as a rasterizer without antialiasing fills: each shape
+    // (a subpath, filled on its own) gives the spans between its crossings; the shapes unite.
+    const QList<QPolygonF> shapes = QTransform::fromScale(dpr, dpr).map(path(view)).toSubpathPolygons();
+    std::vector<std::pair<int, int>> spans, runs;
+    std::vector<double> crossings;
+    Bands bands;
+    for (int y = 0; y < h; ++y) {
+        const double yc = y + 0.5;
+        spans.clear();
+        for (const QPolygonF& shape : shapes) {
+            crossings.clear();
+            for (qsizetype i = 0, n = shape.size(); i < n; ++i) {
+                const QPointF a = shape[i], b = shape[(i + 1) % n];
+                if ((a.y() <= yc) == (b.y() <= yc)) continue;
+                crossings.push_back(a.x() + (yc - a.y()) * (b.x() - a.x()) / (b.y() - a.y()));
+            }
+            std::sort(crossings.begin(), crossings.end());
+            for (size_t i = 0; i + 1 < crossings.size(); i += 2) {
+                const int from = std::max(0, int(std::ceil(crossings[i] - 0.5)));
+                const int to = std::min(w, int(std::ceil(crossings[i + 1] - 0.5)));
+                if (to > from) spans.emplace_back(from, to);
+            }
+        }
+        std::sort(spans.begin(), spans.end());
+        runs.clear();
+        for (const auto& span : spans) {
+            if (!runs.empty() && span.first <= runs.back().second) runs.back().second = std::max(runs.back().second, span.second);
+            else runs.push_back(span);
+        }
+        bands.addRow(y, runs);
+    }
+    return bands.region();
 }
 
 } // namespace velora::PieceOutline
