@@ -44,7 +44,10 @@ void addLabel(QPainterPath& out, const QTransform& t, const QString& caption, qr
 {
     if (caption.isEmpty()) return;
     const PaperLabel::Metrics m = PaperLabel::metrics(u);
-    const QSizeF size = PaperLabel::size(nullptr, caption, u, maxTextWidth);
+    // Measured on an image, as the renderer measures it: a screen's resolution would differ.
+    QImage device(1, 1, QImage::Format_ARGB32_Premultiplied);
+    QPainter painter(&device);
+    const QSizeF size = PaperLabel::size(&painter, caption, u, maxTextWidth);
     out.addPath(mapped(t, QRectF(bottomLeft.x(), bottomLeft.y() - size.height(), size.width(), size.height()),
                        m.cornerRadius));
 }

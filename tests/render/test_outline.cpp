@@ -75,12 +75,15 @@ private slots:
         QTest::addColumn<int>("layout");
         QTest::addColumn<int>("style");
         QTest::addColumn<double>("tilt");
-        QTest::newRow("single gallery") << int(CollageLayout::single) << int(FrameStyle::gallery) << 7.0;
-        QTest::newRow("stack instant") << int(CollageLayout::stack) << int(FrameStyle::instant) << 0.0;
-        QTest::newRow("stack tape") << int(CollageLayout::stack) << int(FrameStyle::tape) << -5.0;
-        QTest::newRow("row tape") << int(CollageLayout::row) << int(FrameStyle::tape) << 4.0;
-        QTest::newRow("justified bare") << int(CollageLayout::justified) << int(FrameStyle::bare) << -3.0;
-        QTest::newRow("column instant") << int(CollageLayout::column) << int(FrameStyle::instant) << 12.0;
+        QTest::addColumn<QString>("caption");
+        const QString none, label = QStringLiteral("Summer at the lake");
+        QTest::newRow("single gallery") << int(CollageLayout::single) << int(FrameStyle::gallery) << 7.0 << label;
+        QTest::newRow("stack instant") << int(CollageLayout::stack) << int(FrameStyle::instant) << 0.0 << none;
+        QTest::newRow("stack gallery, slip") << int(CollageLayout::stack) << int(FrameStyle::gallery) << 3.0 << label;
+        QTest::newRow("stack tape") << int(CollageLayout::stack) << int(FrameStyle::tape) << -5.0 << none;
+        QTest::newRow("row tape") << int(CollageLayout::row) << int(FrameStyle::tape) << 4.0 << none;
+        QTest::newRow("justified bare, slip") << int(CollageLayout::justified) << int(FrameStyle::bare) << -3.0 << label;
+        QTest::newRow("column instant") << int(CollageLayout::column) << int(FrameStyle::instant) << 12.0 << none;
     }
 
     void theOutlineIsWhatTheRendererDrawsOpaque()
@@ -88,8 +91,10 @@ private slots:
         QFETCH(int, layout);
         QFETCH(int, style);
         QFETCH(double, tilt);
+        QFETCH(QString, caption);
         PieceView v = viewOf(m_photos, CollageLayout(layout), FrameStyle(style), 260);
         v.piece.tilt = tilt;
+        v.piece.caption = caption;
         v.piece.seed = 5;
         const QImage image = PieceRenderer::render(v, 1);
         const QRegion region = PieceOutline::region(v, 1);
@@ -99,7 +104,7 @@ private slots:
         for (const QRect& r : region)
             for (int y = r.top(); y <= r.bottom(); ++y) std::fill_n(inside.scanLine(y) + r.left(), r.width(), uchar(1));
         // Away from the edge (a pixel's neighbours all on one side): inside is the opaque piece
-        // (or tape, 78% over its own shadow), outside at most shadow.
+        // (or tape, 78% over its own shadow; a caption slip, 94%), outside at most shadow.
         int wrongIn = 0, wrongOut = 0, in = 0, out = 0;
         for (int y = 1; y < image.height() - 1; ++y)
             for (int x = 1; x < image.width() - 1; ++x) {
