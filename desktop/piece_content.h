@@ -20,7 +20,7 @@ public:
 
     void setView(const PieceView& view);
     bool isCrossfading() const { return m_crossfade.animating(); }
-    // The current rendering (cut out when shaped, see below).
+    // The current rendering (drawn opaque when shaped, see below).
     const QImage& image() const { return m_opaqueShape ? m_cut : m_crossfade.current(); }
 
     // For window systems that cannot blend a window with what lies below: the rendering is drawn

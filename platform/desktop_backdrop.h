@@ -50,8 +50,8 @@ private:
 };
 
 // Pointer events on `window` outside `deviceRegion` (the window's own device pixels) go to what
-// lies below it; an empty region gives the whole window back to the pointer. Window flags that
-// make the window transparent for input replace this; set it again after changing them.
+// lies below it: all of them for an empty region. Window flags that make the window transparent
+// for input replace this; set it again after changing them.
 void setInputShape(QWindow* window, const QRegion& deviceRegion);
 
 } // namespace velora::Platform

@@ -22,17 +22,12 @@ void setInputShape(QWindow* window, const QRegion& deviceRegion)
     if (!c) return;
     const xcb_query_extension_reply_t* shape = xcb_get_extension_data(c, &xcb_shape_id);
     if (!shape || !shape->present) return;
-    const auto w = xcb_window_t(window->winId());
-    if (deviceRegion.isEmpty()) {
-        xcb_shape_mask(c, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT, w, 0, 0, XCB_PIXMAP_NONE);
-    } else {
-        std::vector<xcb_rectangle_t> rects;
-        rects.reserve(size_t(deviceRegion.rectCount()));
-        for (const QRect& r : deviceRegion)
-            rects.push_back({int16_t(r.x()), int16_t(r.y()), uint16_t(r.width()), uint16_t(r.height())});
-        xcb_shape_rectangles(c, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT, XCB_CLIP_ORDERING_YX_BANDED, w, 0, 0,
-                             uint32_t(rects.size()), rects.data());
-    }
+    std::vector<xcb_rectangle_t> rects;
+    rects.reserve(size_t(deviceRegion.rectCount()));
+    for (const QRect& r : deviceRegion)
+        rects.push_back({int16_t(r.x()), int16_t(r.y()), uint16_t(r.width()), uint16_t(r.height())});
+    xcb_shape_rectangles(c, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT, XCB_CLIP_ORDERING_YX_BANDED,
+                         xcb_window_t(window->winId()), 0, 0, uint32_t(rects.size()), rects.data());
     xcb_flush(c);
 }
 
