@@ -319,6 +319,24 @@ private slots:
         QCOMPARE(around.offWallpaper, 0);
         // Over the window behind the opaque shadow shows wallpaper, not the window.
         QCOMPARE(magentaBesideFrame(shot, frame), 0);
+
+        // Dragged elsewhere, it shows the wallpaper of its new place once it comes to rest; and
+        // back again.
+        const QRect home = rootGeometry(m_panel);
+        for (const QPoint by : {QPoint(90, 60), QPoint(-90, -60)}) {
+            const QPoint from = rootGeometry(m_panel).center();
+            m_x.xdotool({"mousemove", QString::number(from.x()), QString::number(from.y()), "sleep", "0.1", "mousedown", "1",
+                         "mousemove", QString::number(from.x() + by.x() / 2), QString::number(from.y() + by.y() / 2),
+                         "sleep", "0.1", "mousemove", QString::number(from.x() + by.x()), QString::number(from.y() + by.y()),
+                         "sleep", "0.1", "mouseup", "1"});
+            QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(m_panel).center(), from + by, 5000);
+            QTest::qWait(500);
+            const QImage moved = grab(by.x() > 0 ? "wallpaper-dragged" : "wallpaper-dragged-back");
+            const Margin there = margin(moved, shape(m_panel, XCB_SHAPE_SK_INPUT));
+            QVERIFY(there.seen > 5000);
+            QCOMPARE(there.offWallpaper, 0);
+        }
+        QCOMPARE(rootGeometry(m_panel), home);
     }
 
     void followsTheCompositor()
