@@ -21,14 +21,25 @@ public:
     void setView(const PieceView& view);
     bool isCrossfading() const { return m_crossfade.animating(); }
     qreal crossfadeProgress() const { return m_crossfade.progress(); }
-    // The current rendering (cut out when shaped, see below).
+    // The current rendering (drawn opaque when shaped, see below).
     const QImage& image() const { return m_opaqueShape ? m_cut : m_crossfade.current(); }
 
-    // For window systems that cannot blend a window with what lies below: the rendering is cut
-    // to its mostly covered pixels, drawn opaque, and shape() is the window shape to set.
+    // For window systems that cannot blend a window with what lies below: the rendering is drawn
+    // opaque over the backdrop (see composeOpaque), and shape() is the window shape to set.
     void setOpaqueShape(bool on);
+    // What lies below the window: the wallpaper under it in device pixels, or failing that (null
+    // image) a colour. Only used while drawing opaque.
+    void setBackdrop(const QImage& wallpaper, const QColor& colour);
     const QRegion& shape() const { return m_shape; }
-    static void cutOut(QImage& image, QRegion& shape);
+    // The device pixels of the drawn piece (PieceOutline::region): the part that takes the pointer.
+    const QRegion& outline() const { return m_outline; }
+
+    // `piece` (premultiplied, with its pixel ratio) made opaque. Over a wallpaper: the piece with
+    // its shadow over it, and `shape` the points holding any visibly covered pixel. Over a colour
+    // (an invalid one: a neutral grey): only the piece within `coverage` (PieceOutline::coverage,
+    // antialiased), its edges blended with the colour, and `shape` the points the outline touches.
+    static QImage composeOpaque(const QImage& piece, const QImage& wallpaper, QColor colour,
+                                const QImage& coverage, QRegion& shape);
 
     // Renders made by every panel content in the process.
     static qint64 renderCount();
@@ -53,6 +64,10 @@ private:
     bool m_opaqueShape = false;
     QImage m_cut;
     QRegion m_shape;
+    QRegion m_outline;
+    QImage m_coverage; // of the outline, antialiased; made when drawing opaque over a colour
+    QImage m_wallpaper;
+    QColor m_colour;
     QTimer m_frames;
 };
 

@@ -1,5 +1,6 @@
 #include "piece_panel.h"
 
+#include "desktop_backdrop.h"
 #include "desktop_controller.h"
 #include "desktop_window.h"
 #include "piece_content.h"
@@ -8,6 +9,7 @@
 #include <QKeyEvent>
 #include <QMenu>
 #include <QMouseEvent>
+#include <QScreen>
 #include <QWindow>
 
 namespace velora {
@@ -45,9 +47,13 @@ PiecePanel::PiecePanel(DesktopController& controller, const QUuid& pieceID)
     setWindowTitle(QStringLiteral("Velora piece"));
 
     m_content = new PieceContent(this);
-    m_shaped = !Platform::blendsTranslucentWindows();
-    m_content->setOpaqueShape(m_shaped);
     connect(m_content, &PieceContent::imageChanged, this, &PiecePanel::updateShape);
+    auto& compositing = Platform::Compositing::instance();
+    connect(&compositing, &Platform::Compositing::blendingChanged, this, &PiecePanel::followBlending);
+    connect(&compositing, &Platform::Compositing::wallpaperChanged, this, [this] {
+        m_sampledAt = QRect();
+        sampleBackdrop();
+    });
 
     m_glide.setDuration(glideMs);
     m_glide.setEasingCurve(QEasingCurve::InOutQuad);
@@ -70,6 +76,7 @@ PiecePanel::PiecePanel(DesktopController& controller, const QUuid& pieceID)
     winId();
     Platform::prepareDesktopWindow(windowHandle());
     applyGeometry();
+    followBlending(compositing.blends());
 }
 
 PiecePanel::~PiecePanel() = default;
@@ -142,6 +149,8 @@ void PiecePanel::applyGeometry()
     } else if (r.topLeft() != pos()) {
         move(r.topLeft());
     }
+    // Drawn opaque, the piece shows the desktop where it rests, not where a drag passes.
+    if (!m_dragging && !isGliding()) sampleBackdrop();
 }
 
 void PiecePanel::orderFront()
@@ -162,17 +171,45 @@ void PiecePanel::setIgnoresMouse(bool ignore)
         w->setFlags(flags);
         Platform::desktopWindowShown(w);
     }
+    updateShape(); // the flag replaced the input shape
 }
 
 void PiecePanel::setContent(const PieceView& view) { m_content->setView(view); }
 
 void PiecePanel::updateShape()
 {
+    // Locked, the window takes no input at all (the window flag); else only the drawn piece does,
+    // so clicks on its shadow and margin reach what lies behind.
+    if (!m_ignoresMouse) Platform::setInputShape(windowHandle(), m_content->outline());
     if (!m_shaped) return;
     if (m_content->shape().isEmpty())
         clearMask();
     else
         setMask(m_content->shape());
+}
+
+void PiecePanel::followBlending(bool blends)
+{
+    if (m_shaped == !blends) return;
+    m_shaped = !blends;
+    m_sampledAt = QRect();
+    if (!m_shaped) clearMask();
+    sampleBackdrop();
+    m_content->setOpaqueShape(m_shaped);
+}
+
+void PiecePanel::sampleBackdrop()
+{
+    if (!m_shaped) return;
+    // The window's place in the window system's device pixels: Qt scales about each screen's origin.
+    const qreal dpr = devicePixelRatioF();
+    const QPoint origin = screen() ? screen()->geometry().topLeft() : QPoint();
+    const QRect device(origin + (pos() - origin) * dpr, size() * dpr);
+    if (device == m_sampledAt) return;
+    m_sampledAt = device;
+    auto& compositing = Platform::Compositing::instance();
+    const QImage wallpaper = compositing.wallpaperUnder(device);
+    m_content->setBackdrop(wallpaper, wallpaper.isNull() ? compositing.colourAround(device) : QColor());
 }
 
 void PiecePanel::release()

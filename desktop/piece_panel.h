@@ -70,6 +70,8 @@ private:
     void moveOrigin(const Point& origin);
     void applyGeometry();
     void updateShape();
+    void followBlending(bool blends);
+    void sampleBackdrop();
 
     DesktopController& m_controller;
     const QUuid m_pieceID;
@@ -84,6 +86,7 @@ private:
     QTimer m_dragWatch;
     bool m_ignoresMouse = false;
     bool m_shaped = false;
+    QRect m_sampledAt; // device pixels the backdrop was last taken from
     QVariantAnimation m_glide;
     Point m_glideTarget;
     bool m_resizing = false;

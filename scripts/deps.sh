@@ -6,7 +6,7 @@ packages=(
   build-essential cmake ninja-build pkg-config
   qt6-base-dev qt6-base-dev-tools qt6-svg-dev libgl-dev
   libvips-dev libvips-tools libheif-examples
-  libxcb1-dev libxcb-shape0-dev libx11-dev libx11-xcb-dev
+  libxcb1-dev libxcb-shape0-dev libxcb-xfixes0-dev libx11-dev libx11-xcb-dev
   xvfb xauth openbox x11-utils x11-xserver-utils xcompmgr xdotool imagemagick
   xserver-xorg-core xserver-xorg-video-dummy
   fonts-dejavu-core

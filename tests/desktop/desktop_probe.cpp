@@ -10,6 +10,7 @@
 #include "studio.h"
 
 #include <QApplication>
+#include <QHash>
 #include <QSettings>
 #include <QSocketNotifier>
 #include <QTextStream>
@@ -87,10 +88,15 @@ int main(int argc, char** argv)
         for (const QUuid& id : ids) out << ' ' << controller.panel(id)->winId();
         out << ' ' << controller.panel(first.id)->margin() << Qt::endl;
     });
+    // Each new stored place once: a drop stores the display first, then the place.
+    QHash<QUuid, Point> printed;
+    for (const QUuid& id : ids) printed[id] = studio.piece(id)->placements.value(*studio.piece(id)->displayID);
     QObject::connect(&studio, &Studio::pieceChanged, [&](const QUuid& id) {
         const Piece* p = studio.piece(id);
         if (!p || !p->displayID) return;
         const Point at = p->placements.value(*p->displayID);
+        if (printed.value(id) == at) return;
+        printed[id] = at;
         QTextStream(stdout) << "PLACED " << ids.indexOf(id) << ' ' << at.x << ' ' << at.y << Qt::endl;
     });
     QSocketNotifier input(STDIN_FILENO, QSocketNotifier::Read);

@@ -361,23 +361,36 @@ private slots:
         QVERIFY(!panel->content()->isCrossfading());
     }
 
-    void cuttingOutForWindowSystemsThatCannotBlend()
+    void drawingOpaqueOverTheDesktop()
     {
-        QImage image(10, 10, QImage::Format_ARGB32_Premultiplied);
-        image.fill(Qt::transparent);
-        image.setPixel(5, 5, qRgba(64, 0, 0, 128));   // half covered: kept, at full strength
-        image.setPixel(6, 5, qRgba(200, 100, 50, 255));
-        image.setPixel(7, 5, qRgba(20, 10, 5, 127));   // less than half: cut
+        // A piece with a half shadow, an opaque pixel, a faint fringe and a half-covered edge.
+        QImage piece(10, 10, QImage::Format_ARGB32_Premultiplied);
+        piece.fill(Qt::transparent);
+        piece.setPixel(5, 5, qRgba(0, 0, 0, 128));
+        piece.setPixel(6, 5, qRgba(200, 0, 0, 255));
+        piece.setPixel(7, 5, qRgba(0, 0, 0, 3));
+        QImage wallpaper(10, 10, QImage::Format_RGB32);
+        wallpaper.fill(QColor(100, 150, 200));
         QRegion shape;
-        PieceContent::cutOut(image, shape);
-        QVERIFY(shape.contains(QPoint(5, 5)));
-        QVERIFY(shape.contains(QPoint(6, 5)));
-        QVERIFY(!shape.contains(QPoint(7, 5)));
-        QVERIFY(!shape.contains(QPoint(0, 0)));
-        QCOMPARE(qAlpha(image.pixel(5, 5)), 255);
-        QVERIFY(std::abs(qRed(image.pixel(5, 5)) - 128) <= 1);
-        QCOMPARE(image.pixel(6, 5), qRgba(200, 100, 50, 255));
-        QCOMPARE(qAlpha(image.pixel(7, 5)), 0);
+
+        // Over the wallpaper: shadow and piece blended with it, the window cut to what shows.
+        QImage out = PieceContent::composeOpaque(piece, wallpaper, {}, {}, shape);
+        QCOMPARE(out.pixel(0, 0), qRgb(100, 150, 200));
+        QCOMPARE(out.pixel(5, 5), qRgb(50, 75, 100));
+        QCOMPARE(out.pixel(6, 5), qRgb(200, 0, 0));
+        QCOMPARE(shape, QRegion(5, 5, 2, 1));
+
+        // Over a colour: only what the outline covers, its edge blended into the colour.
+        QImage coverage(10, 10, QImage::Format_Grayscale8);
+        coverage.fill(0);
+        coverage.scanLine(5)[6] = 255;
+        coverage.scanLine(5)[5] = 128;
+        out = PieceContent::composeOpaque(piece, {}, QColor(100, 150, 200), coverage, shape);
+        QCOMPARE(out.pixel(0, 0), qRgb(100, 150, 200));
+        QCOMPARE(out.pixel(5, 5), qRgb(75, 112, 150));
+        QCOMPARE(out.pixel(6, 5), qRgb(200, 0, 0));
+        QCOMPARE(out.pixel(7, 5), qRgb(100, 150, 200));
+        QCOMPARE(shape, QRegion(5, 5, 2, 1));
 
         // At a pixel ratio of 2 the shape is in points.
         QImage hi(20, 20, QImage::Format_ARGB32_Premultiplied);
@@ -385,8 +398,9 @@ private slots:
         hi.setDevicePixelRatio(2);
         for (int y = 10; y < 14; ++y)
             for (int x = 10; x < 14; ++x) hi.setPixel(x, y, qRgba(255, 255, 255, 255));
-        PieceContent::cutOut(hi, shape);
+        out = PieceContent::composeOpaque(hi, QImage(20, 20, QImage::Format_RGB32), {}, {}, shape);
         QCOMPARE(shape.boundingRect(), QRect(5, 5, 2, 2));
+        QCOMPARE(out.devicePixelRatio(), 2.0);
     }
 };
 

@@ -1,0 +1,34 @@
+// X11: the SHAPE extension's input region. The bounding region (what QWindow::setMask sets) also
+// cuts what shows; the input region only decides where the pointer lands.
+#include "desktop_backdrop.h"
+#include "desktop_window.h"
+
+#include <QGuiApplication>
+#include <QWindow>
+#include <QtGui/qguiapplication_platform.h>
+
+#include <xcb/shape.h>
+#include <xcb/xcb.h>
+
+#include <vector>
+
+namespace velora::Platform {
+
+void setInputShape(QWindow* window, const QRegion& deviceRegion)
+{
+    if (!window || session() != Session::x11) return;
+    auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    xcb_connection_t* c = x11 ? x11->connection() : nullptr;
+    if (!c) return;
+    const xcb_query_extension_reply_t* shape = xcb_get_extension_data(c, &xcb_shape_id);
+    if (!shape || !shape->present) return;
+    std::vector<xcb_rectangle_t> rects;
+    rects.reserve(size_t(deviceRegion.rectCount()));
+    for (const QRect& r : deviceRegion)
+        rects.push_back({int16_t(r.x()), int16_t(r.y()), uint16_t(r.width()), uint16_t(r.height())});
+    xcb_shape_rectangles(c, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT, XCB_CLIP_ORDERING_YX_BANDED,
+                         xcb_window_t(window->winId()), 0, 0, uint32_t(rects.size()), rects.data());
+    xcb_flush(c);
+}
+
+} // namespace velora::Platform

@@ -1,0 +1,86 @@
+// Runs on an X server the shapes test started: one gallery piece placed by a desktop controller.
+// Prints "READY <window> <margin>", then a line for every change it sees: "BLENDS 0|1" when a
+// compositor stops or starts, "WALLPAPER <width> <height>" when the desktop's wallpaper changes.
+// "tilt <degrees>" on its input turns the piece and answers "TILTED <degrees>"; "lock" toggles
+// its lock and answers "LOCKED 0|1".
+#include "demo_art.h"
+#include "desktop_backdrop.h"
+#include "desktop_controller.h"
+#include "image_store.h"
+#include "piece_panel.h"
+#include "storage.h"
+#include "studio.h"
+
+#include <QApplication>
+#include <QSettings>
+#include <QSocketNotifier>
+#include <QTextStream>
+#include <QTimer>
+
+#include <unistd.h>
+
+using namespace velora;
+
+int main(int argc, char** argv)
+{
+    QApplication app(argc, argv);
+    QApplication::setOrganizationName(QStringLiteral("VeloraProbe"));
+    QApplication::setApplicationName(QStringLiteral("VeloraShapesProbe"));
+    if (argc < 2) return 2;
+    Storage::setRoot(QString::fromLocal8Bit(argv[1]));
+    Storage::prepare();
+    QSettings().setValue(QStringLiteral("snapToGrid"), false);
+
+    const auto image = DemoArt::scene(600, 400, DemoArt::palettes[1], 5);
+    if (!image) return 4;
+    const auto photo = ImageStore::store(*image, QStringLiteral("Probe"), std::nullopt, std::nullopt);
+    if (!photo) return 5;
+
+    Studio studio;
+    studio.setAllHidden(false);
+    studio.setPhotos({*photo});
+    Piece piece = Piece::make(QStringLiteral("Probe"), {photo->id});
+    piece.width = 300;
+    piece.seed = 3;
+    const QList<ScreenInfo> screens = QtScreens().screens();
+    piece.placements[screens.first().key] = {300, 250};
+    studio.setPieces({piece});
+
+    QtScreens qtScreens;
+    DesktopController controller(studio, qtScreens);
+    controller.start();
+    PiecePanel* panel = controller.panel(piece.id);
+    if (!panel) return 6;
+
+    auto say = [](const QString& line) { QTextStream(stdout) << line << Qt::endl; };
+    auto& compositing = Platform::Compositing::instance();
+    QObject::connect(&compositing, &Platform::Compositing::blendingChanged,
+                     [&](bool blends) { say(QStringLiteral("BLENDS %1").arg(blends ? 1 : 0)); });
+    QObject::connect(&compositing, &Platform::Compositing::wallpaperChanged, [&] {
+        const QImage w = compositing.wallpaper();
+        say(QStringLiteral("WALLPAPER %1 %2").arg(w.width()).arg(w.height()));
+    });
+    QTimer::singleShot(300, [&] {
+        say(QStringLiteral("READY %1 %2 %3").arg(panel->winId()).arg(panel->margin()).arg(compositing.blends() ? 1 : 0));
+    });
+
+    QSocketNotifier input(STDIN_FILENO, QSocketNotifier::Read);
+    QObject::connect(&input, &QSocketNotifier::activated, [&] {
+        char buffer[64];
+        const auto n = ::read(STDIN_FILENO, buffer, sizeof buffer);
+        if (n <= 0) {
+            input.setEnabled(false);
+            return;
+        }
+        const QList<QByteArray> words = QByteArray(buffer, int(n)).trimmed().split(' ');
+        if (words.size() == 2 && words[0] == "tilt") {
+            const double tilt = words[1].toDouble();
+            studio.update(piece.id, [tilt](Piece& p) { p.tilt = tilt; });
+            QTimer::singleShot(200, [&, tilt] { say(QStringLiteral("TILTED %1").arg(tilt)); });
+        } else if (words[0] == "lock") {
+            studio.toggleLocked(piece.id);
+            QTimer::singleShot(200, [&] { say(QStringLiteral("LOCKED %1").arg(panel->ignoresMouse() ? 1 : 0)); });
+        }
+    });
+    return app.exec();
+}
