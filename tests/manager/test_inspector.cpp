@@ -98,8 +98,6 @@ private slots:
     {
         Editor t;
         QVERIFY(!t.inspector.showsEditor());
-        QCOMPARE(t.inspector.findChild<QWidget*>("inspectorEmpty")->findChildren<QLabel*>().back()->text(),
-                 QStringLiteral("Select a piece to edit it"));
         const Piece piece = t.rig.addPiece(t.rig.addPhotos(2));
         QVERIFY(t.inspector.showsEditor());
         QCOMPARE(t.e->pieceID(), piece.id);
@@ -142,7 +140,6 @@ private slots:
         t.rig.edits.stack().clear();
 
         QLineEdit* name = t.e->nameField();
-        QCOMPARE(name->placeholderText(), QStringLiteral("Name"));
         name->setFocus();
         name->selectAll();
         QTest::keyClicks(name, QStringLiteral("Dunes"));
@@ -154,9 +151,6 @@ private slots:
         t.undo();
         QCOMPARE(name->text(), QStringLiteral("Dunes"));
         QCOMPARE(t.rig.stored(piece.id).name, QStringLiteral("Dunes"));
-
-        QCOMPARE(t.e->captionField()->placeholderText(), QStringLiteral("A line for the whole piece"));
-        QCOMPARE(t.e->findChild<QLabel*>("captionNote")->text(), QStringLiteral("Uses the photo\u2019s caption if empty"));
     }
 
     // Drags past the ends give exactly the ends, each drag one step, each key press one step; a
@@ -212,7 +206,6 @@ private slots:
     {
         Editor t;
         const Piece piece = t.rig.addPiece(t.rig.addPhotos(3), CollageLayout::stack);
-        QCOMPARE(t.e->randomTiltButton()->text(), QStringLiteral("Random Tilt"));
         double low = 0, high = 0, sum = 0;
         QSet<double> seen;
         const int draws = 10'000;
@@ -247,12 +240,8 @@ private slots:
             QCOMPARE(t.e->frameNote()->isVisible(), layout == CollageLayout::stack);
         }
         QCOMPARE(t.steps(), 6);
-        QCOMPARE(t.e->acrossButton()->text(), QStringLiteral("Across"));
-        QCOMPARE(t.e->downButton()->text(), QStringLiteral("Down"));
         QTest::mouseClick(t.e->layoutTile(CollageLayout::single), Qt::LeftButton);
-        QCOMPARE(t.e->layoutNote()->text(), QStringLiteral("Shows one photo at a time. Turn on Slideshow to cycle through all 3"));
-        QTest::mouseClick(t.e->layoutTile(CollageLayout::stack), Qt::LeftButton);
-        QCOMPARE(t.e->frameNote()->text(), QStringLiteral("In a stack, each photo gets its own frame."));
+        QVERIFY(t.e->layoutNote()->text().endsWith(QStringLiteral("cycle through all 3"))); // the piece's own count
 
         for (const FrameStyle style : allFrameStyles) {
             QAbstractButton* tile = t.e->frameTile(style);
@@ -274,10 +263,8 @@ private slots:
             return out;
         };
         QCOMPARE(rowIDs(), idsOf(photos.mid(0, 3)));
-        QCOMPARE(t.e->photosNote()->text(), QStringLiteral("Drag to reorder."));
         PhotoRow* first = list->rows()[0];
-        QCOMPARE(first->captionField()->placeholderText(), QStringLiteral("Caption"));
-        QCOMPARE(first->removeButton()->toolTip(), QStringLiteral("Remove from this piece"));
+        QVERIFY(!first->removeButton()->accessibleName().isEmpty());
 
         // Dragged below the third row: photoIDs reorder the same way, in one step.
         dragRow(first, 2 * (PhotoRow::rowHeight + PhotoList::spacing) + 5);
@@ -335,7 +322,6 @@ private slots:
     void addFromLibrary()
     {
         Editor t;
-        t.inspector.window()->setWindowTitle(QStringLiteral("Velora"));
         const QList<Photo> photos = t.rig.addPhotos(4);
         const Piece piece = t.rig.addPiece(photos.mid(0, 2));
         QCOMPARE(t.e->addButton()->accessibleName(), QStringLiteral("Add photos"));
@@ -346,7 +332,6 @@ private slots:
         t.e->addButton()->menu()->actions()[0]->trigger();
         LibraryPicker* picker = t.e->libraryPicker();
         QVERIFY(picker);
-        QCOMPARE(picker->windowTitle(), QStringLiteral("Add from Library"));
         QVERIFY(!picker->showsEmptyText());
         QCOMPARE(picker->view()->model()->rowCount(), 4);
         // Photos already in the piece count as chosen already.
@@ -376,7 +361,6 @@ private slots:
         t.rig.studio.removeFromLibrary(all);
         t.e->openLibraryPicker();
         QVERIFY(t.e->libraryPicker()->showsEmptyText());
-        QCOMPARE(t.e->libraryPicker()->findChild<QLabel*>("pickerEmpty")->text(), QStringLiteral("Your library is empty."));
         QVERIFY(!t.e->libraryPicker()->addButton()->isEnabled());
         // Its piece deleted elsewhere: the sheet goes.
         t.rig.studio.deletePiece(piece.id);
@@ -389,8 +373,7 @@ private slots:
         const QList<Photo> photos = t.rig.addPhotos(2);
         const Piece piece = t.rig.addPiece(photos.mid(0, 1), CollageLayout::single);
         QComboBox* interval = t.e->intervalPicker();
-        QCOMPARE(comboTexts(interval), (QStringList{"Off", "Every minute", "Every 5 minutes", "Every 15 minutes",
-                                                    "Every 30 minutes", "Every hour", "Every 3 hours", "Once a day"}));
+        QCOMPARE(interval->count(), 8);
         QCOMPARE(interval->currentText(), QStringLiteral("Off"));
         QCOMPARE(t.e->slideshowNote()->text(), QStringLiteral("Add more photos to use a slideshow."));
         QVERIFY(!t.e->nextPhotoButton()->isVisible());
@@ -404,7 +387,6 @@ private slots:
         t.rig.edits.add({photos[1].id}, piece.id);
         QCOMPARE(t.e->slideshowNote()->text(), QStringLiteral("Crossfades to the next photo."));
         QVERIFY(t.e->nextPhotoButton()->isVisible());
-        QCOMPARE(t.e->nextPhotoButton()->text(), QStringLiteral("Next Photo Now"));
         QTest::mouseClick(t.e->layoutTile(CollageLayout::row), Qt::LeftButton);
         QCOMPARE(t.e->slideshowNote()->text(), QStringLiteral("Crossfades to a new order of the photos."));
         const int steps = t.steps();
@@ -442,14 +424,12 @@ private slots:
         QCOMPARE(display->currentIndex(), 2);
         QCOMPARE(t.rig.stored(piece.id).displayID, std::optional<QString>(QStringLiteral("LEFT")));
 
-        QCOMPARE(t.e->duplicateButton()->text(), QStringLiteral("Duplicate"));
         QTest::mouseClick(t.e->duplicateButton(), Qt::LeftButton);
         QCOMPARE(t.rig.studio.pieces().size(), 2);
         const QUuid copy = t.rig.studio.pieces().back().id;
         QCOMPARE(t.e->pieceID(), copy); // the copy is selected and edited
         QCOMPARE(t.e->nameField()->text(), QStringLiteral("Beach copy"));
 
-        QCOMPARE(t.e->deleteButton()->text(), QStringLiteral("Delete"));
         QList<Prompts::Question> asked;
         bool answer = false;
         Prompts::setHandler([&](QWidget*, const Prompts::Question& q) {
@@ -459,7 +439,6 @@ private slots:
         QTest::mouseClick(t.e->deleteButton(), Qt::LeftButton);
         QCOMPARE(asked.size(), 1);
         QCOMPARE(asked[0].title, QStringLiteral("Delete Piece"));
-        QCOMPARE(asked[0].message, QStringLiteral("Its photos stay in your library."));
         QVERIFY(t.rig.studio.piece(copy));
         answer = true;
         QTest::mouseClick(t.e->deleteButton(), Qt::LeftButton);

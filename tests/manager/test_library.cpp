@@ -107,13 +107,6 @@ private slots:
         PageRig rig;
         LibraryPage& page = rig.show();
         QVERIFY(page.showsDropHint());
-        QCOMPARE(page.subtitleLabel()->text(),
-                 QStringLiteral("Photos you add are copied here, so pieces keep working if the originals move."));
-        QCOMPARE(page.findChild<QLabel*>("dropLine")->text(), QStringLiteral("Drop photos or folders here"));
-        QCOMPARE(page.findChild<QLabel*>("dropDetail")->text(),
-                 QStringLiteral("JPEG, HEIC, PNG, TIFF and more. Velora keeps a copy, so you can tidy up the originals."));
-        QCOMPARE(page.fromPhotosButton()->text(), QStringLiteral("From Photos…"));
-        QCOMPARE(page.addPhotosButton()->text(), QStringLiteral("Add Photos…"));
         // The shared commands: the picker on this page, the file chooser.
         int chooserCalls = 0;
         rig.studio.setFileChooser([&] {
@@ -126,14 +119,9 @@ private slots:
         QTest::mouseClick(page.addPhotosButton(), Qt::LeftButton);
         QCOMPARE(chooserCalls, 1);
 
-        const struct { int add; QString text; } steps[] = {
-            {1, "1 photo · shown at their real proportions"},
-            {1, "2 photos · shown at their real proportions"},
-            {10, "12 photos · shown at their real proportions"},
-        };
-        for (const auto& step : steps) {
-            rig.store(step.add);
-            QCOMPARE(page.subtitleLabel()->text(), step.text);
+        for (const auto& [add, count] : {std::pair{1, "1 photo "}, {1, "2 photos "}, {10, "12 photos "}}) {
+            rig.store(add);
+            QVERIFY2(page.subtitleLabel()->text().startsWith(QString::fromUtf8(count)), qPrintable(page.subtitleLabel()->text()));
             QVERIFY(!page.showsDropHint());
         }
         QCOMPARE(LibraryPage::subtitle(2000), QStringLiteral("2000 photos · shown at their real proportions"));
@@ -325,9 +313,6 @@ private slots:
         LibraryPage& page = rig.show();
         SelectionBar* bar = page.selectionBar();
         QVERIFY(!bar->isVisible());
-        QCOMPARE(bar->addToPieceButton()->text(), QStringLiteral("Add to Piece"));
-        QCOMPARE(bar->removeButton()->text(), QStringLiteral("Remove from library"));
-        QCOMPARE(bar->clearButton()->text(), QStringLiteral("Clear selection"));
         const struct { int n; QString count, make; } cases[] = {{1, "1 selected", "New Piece"}, {2, "2 selected", "New Collage"}};
         for (const auto& c : cases) {
             QSet<QUuid> selection;
@@ -395,9 +380,6 @@ private slots:
         rig.key(Qt::Key_Delete);
         QCOMPARE(asked.size(), 1);
         QCOMPARE(asked[0].title, QStringLiteral("Remove 1 photo from Velora?"));
-        QCOMPARE(asked[0].message, QStringLiteral("Velora’s copies are removed and the photos leave any pieces "
-                                                  "they’re in. Your original files aren’t touched."));
-        QCOMPARE(asked[0].acceptText, QStringLiteral("Remove"));
         QCOMPARE(rig.studio.photos().size(), 4);
         QVERIFY(QFile::exists(*Storage::photoPath(photos[0].fileName)));
 

@@ -90,10 +90,8 @@ private slots:
             WindowRig rig;
             rig.settings.store().setValue(Settings::managerGeometryKey, QByteArray()); // nothing saved yet
             ManagerMainWindow* w = rig.show();
-            QCOMPARE(w->windowTitle(), QStringLiteral("Velora"));
             QCOMPARE(w->size(), QSize(1180, 760));
-            QCOMPARE(w->minimumSize(), QSize(900, 580));
-            w->resize(500, 300);
+            w->resize(500, 300); // held at the minimum
             QVERIFY(w->width() >= 900 && w->height() >= 580);
             QCOMPARE(w->view()->sidebar()->width(), Sidebar::idealWidth);
 
@@ -111,8 +109,7 @@ private slots:
         WindowRig next; // the next process
         next.settings.setManagerGeometry(geometry);
         ManagerMainWindow* w = next.show();
-        QCOMPARE(w->geometry().size(), saved.size());
-        QCOMPARE(w->geometry().topLeft(), saved.topLeft());
+        QCOMPARE(w->geometry(), saved);
     }
 
     void theSidebarFollowsTheStudioAndClicksNeverSyncTheDesktop()
@@ -127,7 +124,6 @@ private slots:
         QListView* rows = side->pieceList();
         QCOMPARE(rows->model()->rowCount(), 2);
         QCOMPARE(rows->model()->index(1, 0).data().toString(), b.name);
-        QCOMPARE(rows->model()->index(0, 0).data(PieceListModel::ShownRole).toBool(), true);
         rig.app->edits().toggleLocked(a.id);
         QVERIFY(rows->model()->index(0, 0).data(Qt::AccessibleTextRole).toString().endsWith(QStringLiteral("locked")));
 
@@ -159,7 +155,6 @@ private slots:
         ManagerMainWindow* w = rig.show();
         QToolButton* button = w->inspectorButton();
         QVERIFY(!button->isEnabled());
-        QVERIFY(button->toolTip().contains(QStringLiteral("Show or hide the piece editor")));
         QVERIFY(!rig.app->actions().showEditor->isEnabled());
         InspectorColumn* column = w->view()->inspectorColumn();
         QVERIFY(!column->isVisible());

@@ -43,8 +43,6 @@ private slots:
         expected.seed = 1;
         expected.created = d->created;
         QCOMPARE(*d, expected);
-        QCOMPARE(expected.width, 300.0);
-        QVERIFY(expected.isVisible && !expected.isLocked && expected.frame == FrameStyle::gallery);
         QVERIFY(std::abs(d->created.sinceReference - Timestamp::now().sinceReference) < 5);
         QVERIFY(!Json::decodePiece(parse(R"({"name":"No id"})")));
         QVERIFY(!Json::decodePiece(parse(R"({"id":null})")));

@@ -59,19 +59,11 @@ struct DigikamLibrary {
                 .arg(QString::fromUtf8(QUrl::toPercentEncoding(dir.path() + "/vol", "/"))),
             "INSERT INTO AlbumRoots VALUES (2, 'Card', 0, 2, 'volumeid:?uuid=0000-DEAD', '/DCIM')",
             QString("INSERT INTO AlbumRoots VALUES (3, 'NAS', 0, 3, 'networkshareid:?mountpath=%1', '/')").arg(dir.path() + "/share"),
-            "INSERT INTO Albums (id, albumRoot, relativePath) VALUES (1, 1, '/')",
-            "INSERT INTO Albums (id, albumRoot, relativePath) VALUES (2, 1, '/Trips')",
-            "INSERT INTO Albums (id, albumRoot, relativePath) VALUES (3, 1, '/Trips/Alps')",
-            "INSERT INTO Albums (id, albumRoot, relativePath) VALUES (4, 2, '/')",
-            "INSERT INTO Albums (id, albumRoot, relativePath) VALUES (5, 3, '/')",
-            "INSERT INTO Tags (id, pid, name) VALUES (1, 0, '_Digikam_Internal_Tags_')",
-            "INSERT INTO Tags (id, pid, name) VALUES (2, 1, 'Pick Label Rejected')",
-            "INSERT INTO Tags (id, pid, name) VALUES (3, 1, 'Pick Label Accepted')",
-            "INSERT INTO Tags (id, pid, name) VALUES (4, 1, 'Color Label Red')",
-            "INSERT INTO Tags (id, pid, name) VALUES (10, 0, 'Family')",
-            "INSERT INTO Tags (id, pid, name) VALUES (11, 0, 'People')",
-            "INSERT INTO Tags (id, pid, name) VALUES (12, 11, 'Anna')",
-            "INSERT INTO Tags (id, pid, name) VALUES (13, 0, 'Empty')",
+            "INSERT INTO Albums (id, albumRoot, relativePath) VALUES (1, 1, '/'), (2, 1, '/Trips'), (3, 1, '/Trips/Alps'), "
+            "(4, 2, '/'), (5, 3, '/')",
+            "INSERT INTO Tags (id, pid, name) VALUES (1, 0, '_Digikam_Internal_Tags_'), (2, 1, 'Pick Label Rejected'), "
+            "(3, 1, 'Pick Label Accepted'), (4, 1, 'Color Label Red'), (10, 0, 'Family'), (11, 0, 'People'), "
+            "(12, 11, 'Anna'), (13, 0, 'Empty')",
         };
         for (const auto& [image, tag] : QList<std::pair<int, int>>{{3, 2}, {7, 3}, {1, 4}, {1, 10}, {8, 10}, {3, 10}, {9, 12}})
             sql.append(QString("INSERT INTO ImageTags VALUES (%1, %2)").arg(image).arg(tag));

@@ -1,4 +1,4 @@
-// The settings window driven like a person would: what it says, the toggles writing their keys
+// The settings window driven like a person would: the toggles writing their keys
 // and taking effect, the frame picker shared with the Studio, the library count, the folder button,
 // and the login toggle over a real autostart folder. The login item itself: the freedesktop
 // autostart entry turned on and off, entries that start nothing, unwritable folders, Exec quoting.
@@ -25,8 +25,6 @@
 
 using namespace velora;
 using namespace velora::testing;
-
-Q_DECLARE_METATYPE(std::optional<QStringList>)
 
 namespace {
 
@@ -65,34 +63,17 @@ bool makeProgram(const QString& path)
 class TestSettingsWindow : public QObject {
     Q_OBJECT
 private slots:
-    void whatItSays()
+    // Fixed in size; the About tab's icon is named, and its button asks for a check.
+    void aboutTab()
     {
         ShellRig rig;
         SettingsWindow& w = rig.app->settingsWindow();
-        QCOMPARE(w.size(), QSize(500, 420));
-        QCOMPARE(w.maximumSize(), QSize(500, 420));
-        QCOMPARE(w.tabs()->count(), 2);
+        QCOMPARE(w.size(), SettingsWindow::fixedSize);
+        QCOMPARE(w.maximumSize(), SettingsWindow::fixedSize);
         QCOMPARE(w.tabs()->tabText(1), QStringLiteral("About"));
-
-        const QStringList general = texts(w.tabs()->widget(0));
-        for (const char* text : {"Start Velora when you log in", "Open the Velora window at launch", "Show Velora in the system tray",
-                                 "Your pieces come back in the same spots on each display after a restart.", "On the desktop",
-                                 "Snap pieces to a soft grid", "Frame for new pieces", "Storage", "Library", "0 photos",
-                                 "Show Velora’s Folder in the File Manager"})
-            QVERIFY2(general.contains(QString::fromUtf8(text)), text);
-        const auto at = [&](const char* t) { return general.indexOf(QString::fromUtf8(t)); };
-        QVERIFY(at("Start Velora when you log in") < at("Show Velora in the system tray"));
-        QVERIFY(at("Snap pieces to a soft grid") < at("Frame for new pieces"));
-
-        QStringList frames;
-        for (int i = 0; i < w.framePicker()->count(); ++i) frames << w.framePicker()->itemText(i);
-        QCOMPARE(frames, (QStringList{"Gallery", "Instant", "Film strip", "Bare", "Tape"}));
-
-        QCOMPARE(texts(w.tabs()->widget(1)),
-                 (QStringList{"Velora", "Version 1.0", "Your photos, framed on the desktop.", "Check for Updates…"}));
+        QVERIFY(texts(w.tabs()->widget(1)).contains("Version " + UpdateChecker::runningVersion()));
         const auto* icon = w.tabs()->widget(1)->findChild<QLabel*>(QStringLiteral("aboutIcon"));
         QVERIFY(icon && !icon->pixmap().isNull());
-        QCOMPARE(icon->size(), QSize(76, 76));
         QVERIFY(!icon->accessibleName().isEmpty());
 
         QSignalSpy asked(&rig.actions(), &Actions::updateCheckRequested);
@@ -145,7 +126,8 @@ private slots:
         QCOMPARE(w.framePicker()->currentText(), QStringLiteral("Tape"));
     }
 
-    void libraryCountIsNeverSingular()
+    // The count follows the library and is never singular; the button shows the library folder.
+    void libraryCountAndFolder()
     {
         ShellRig rig;
         const QLabel* count = rig.app->settingsWindow().libraryCount();
@@ -153,14 +135,9 @@ private slots:
         rig.studio.appendPhotos({makePhoto()});
         QCOMPARE(count->text(), QStringLiteral("1 photos"));
         rig.studio.appendPhotos({makePhoto(), makePhoto()});
-        QCOMPARE(count->text(), QStringLiteral("3 photos"));
         rig.studio.removeFromLibrary({rig.studio.photos().first().id});
         QCOMPARE(count->text(), QStringLiteral("2 photos"));
-    }
 
-    void folderButtonRevealsTheLibrary()
-    {
-        ShellRig rig;
         QStringList revealed;
         FileManager::setHandler([&](const QString& path) { revealed << path; });
         QTest::mouseClick(rig.app->settingsWindow().revealButton(), Qt::LeftButton);
@@ -308,47 +285,37 @@ private slots:
         QCOMPARE(Autostart::starts(path), starts);
     }
 
+    // Exec lines written and read back; the last rows are only read (field codes, odd spacing).
     void execQuoting_data()
     {
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<QString>("line");
-        QTest::newRow("plain") << QStringList{"/usr/bin/velora"} << "/usr/bin/velora";
-        QTest::newRow("space") << QStringList{"/opt/My Apps/velora"} << "\"/opt/My Apps/velora\"";
-        QTest::newRow("quote") << QStringList{"/tmp/a\"b"} << "\"/tmp/a\\\\\"b\"";
-        QTest::newRow("backslash") << QStringList{"/tmp/a\\b"} << "\"/tmp/a\\\\\\\\b\"";
-        QTest::newRow("dollar and backtick") << QStringList{"/tmp/$x`y`"} << "\"/tmp/\\\\$x\\\\`y\\\\`\"";
-        QTest::newRow("percent") << QStringList{"/tmp/100%"} << "/tmp/100%%";
-        QTest::newRow("quote and percent") << QStringList{"/tmp/it's 100%"} << "\"/tmp/it's 100%%\"";
-        QTest::newRow("newline") << QStringList{"/tmp/a\nb"} << "\"/tmp/a\\nb\"";
-        QTest::newRow("not ASCII") << QStringList{"/home/zoë/Bilder/velora"} << "/home/zoë/Bilder/velora";
-        QTest::newRow("several") << QStringList{"/usr/bin/velora", "two words", ""} << "/usr/bin/velora \"two words\" \"\"";
+        QTest::addColumn<bool>("written"); // execLine() gives exactly this line
+        QTest::newRow("plain") << QStringList{"/usr/bin/velora"} << "/usr/bin/velora" << true;
+        QTest::newRow("space") << QStringList{"/opt/My Apps/velora"} << "\"/opt/My Apps/velora\"" << true;
+        QTest::newRow("quote") << QStringList{"/tmp/a\"b"} << "\"/tmp/a\\\\\"b\"" << true;
+        QTest::newRow("backslash") << QStringList{"/tmp/a\\b"} << "\"/tmp/a\\\\\\\\b\"" << true;
+        QTest::newRow("dollar and backtick") << QStringList{"/tmp/$x`y`"} << "\"/tmp/\\\\$x\\\\`y\\\\`\"" << true;
+        QTest::newRow("percent") << QStringList{"/tmp/100%"} << "/tmp/100%%" << true;
+        QTest::newRow("quote and percent") << QStringList{"/tmp/it's 100%"} << "\"/tmp/it's 100%%\"" << true;
+        QTest::newRow("newline") << QStringList{"/tmp/a\nb"} << "\"/tmp/a\\nb\"" << true;
+        QTest::newRow("not ASCII") << QStringList{"/home/zoë/Bilder/velora"} << "/home/zoë/Bilder/velora" << true;
+        QTest::newRow("several") << QStringList{"/usr/bin/velora", "two words", ""} << "/usr/bin/velora \"two words\" \"\"" << true;
+        QTest::newRow("field codes dropped") << QStringList{"velora"} << "velora %F" << false;
+        QTest::newRow("several spaces") << QStringList{"velora", "--x"} << "velora   --x  %u" << false;
+        QTest::newRow("an escaped space still separates") << QStringList{"/opt/a", "b"} << "/opt/a\\sb" << false;
+        QTest::newRow("quoted next to text") << QStringList{"ab cd"} << "a\"b c\"d" << false;
+        QTest::newRow("empty") << QStringList{} << "" << false;
     }
 
     void execQuoting()
     {
         QFETCH(QStringList, arguments);
         QFETCH(QString, line);
-        QCOMPARE(Autostart::execLine(arguments), line);
-        QCOMPARE(Autostart::execArguments(line), arguments);
-    }
-
-    void execParsing_data()
-    {
-        QTest::addColumn<QString>("value");
-        QTest::addColumn<std::optional<QStringList>>("arguments");
-        QTest::newRow("field codes dropped") << "velora %F" << std::optional<QStringList>{{"velora"}};
-        QTest::newRow("several spaces") << "velora   --x  %u" << std::optional<QStringList>{{"velora", "--x"}};
-        QTest::newRow("an escaped space still separates") << "/opt/a\\sb" << std::optional<QStringList>{{"/opt/a", "b"}};
-        QTest::newRow("quoted next to text") << "a\"b c\"d" << std::optional<QStringList>{{"ab cd"}};
-        QTest::newRow("unterminated quote") << "\"/usr/bin/velora" << std::optional<QStringList>{};
-        QTest::newRow("empty") << "" << std::optional<QStringList>{QStringList{}};
-    }
-
-    void execParsing()
-    {
-        QFETCH(QString, value);
-        QFETCH(std::optional<QStringList>, arguments);
-        QCOMPARE(Autostart::execArguments(value), arguments);
+        QFETCH(bool, written);
+        if (written) QCOMPARE(Autostart::execLine(arguments), line);
+        QCOMPARE(Autostart::execArguments(line), std::optional(arguments));
+        QCOMPARE(Autostart::execArguments(QStringLiteral("\"/usr/bin/velora")), std::nullopt); // unterminated quote
     }
 };
 

@@ -161,7 +161,6 @@ private slots:
 
     void extensions()
     {
-        QCOMPARE(ImageStore::imageTypes().size(), 11);
         for (const char* yes : {"PHOTO.JPG", "a.HeIc", "a.jpeg", "x.png", "x.heif", "x.tif", "x.TIFF", "x.gif",
                                 "x.bmp", "x.webp", "x.jp2", "/d/a.b.Jpg"})
             QVERIFY2(ImageStore::isImageType(yes), yes);

@@ -32,24 +32,22 @@ private slots:
     void newPieceChoosesLayoutWidthAndName()
     {
         Studio s;
-        const Piece big = s.newPiece(newIDs(45));
-        QCOMPARE(big.photoIDs.size(), 40);
-        QCOMPARE(big.layout, CollageLayout::justified);
-        QCOMPARE(big.width, 560.0);
-        QCOMPARE(big.name, QStringLiteral("Collage 1"));
-        const struct { int n; CollageLayout layout; double width; } rules[] = {
-            {0, CollageLayout::single, 300}, {1, CollageLayout::single, 300}, {2, CollageLayout::row, 520},
-            {3, CollageLayout::row, 520},    {4, CollageLayout::stack, 380},  {5, CollageLayout::stack, 380},
-            {6, CollageLayout::justified, 560}};
+        QCOMPARE(s.newPiece(newIDs(2)).name, QStringLiteral("Collage 1"));
+        // A chosen layout sets the width as the photo count would.
+        const struct { int n; std::optional<CollageLayout> asked; CollageLayout layout; double width; int kept; } rules[] = {
+            {0, {}, CollageLayout::single, 300, 0},        {1, {}, CollageLayout::single, 300, 1},
+            {2, {}, CollageLayout::row, 520, 2},           {3, {}, CollageLayout::row, 520, 3},
+            {4, {}, CollageLayout::stack, 380, 4},         {5, {}, CollageLayout::stack, 380, 5},
+            {6, {}, CollageLayout::justified, 560, 6},     {45, {}, CollageLayout::justified, 560, 40},
+            {2, CollageLayout::stack, CollageLayout::stack, 380, 2}, {1, CollageLayout::frieze, CollageLayout::frieze, 560, 1}};
         for (const auto& r : rules) {
-            const Piece p = s.newPiece(newIDs(r.n));
+            const Piece p = s.newPiece(newIDs(r.n), r.asked);
             QCOMPARE(p.layout, r.layout);
             QCOMPARE(p.width, r.width);
+            QCOMPARE(p.photoIDs.size(), r.kept);
             QVERIFY(p.seed >= 1);
             QCOMPARE(p.tilt, 0.0);
         }
-        QCOMPARE(s.newPiece(newIDs(2), CollageLayout::stack).width, 380.0);
-        QCOMPARE(s.newPiece(newIDs(1), CollageLayout::frieze).width, 560.0);
         QCOMPARE(s.selectedPieceID(), std::optional(s.pieces().back().id));
         QVERIFY(s.showInspector());
         QCOMPARE(s.page(), Page::pieces);

@@ -22,7 +22,7 @@ Alert available(const QString& version, const QString& informative)
     return {QStringLiteral("Velora %1 is available").arg(version), informative, {QStringLiteral("Download"), QStringLiteral("Later")}};
 }
 
-QByteArray feed(const char* version, const char* rest = ", \"url\": \"https://velora.example/download\"")
+QByteArray feed(const char* version, const QByteArray& rest = ", \"url\": \"https://velora.example/download\"")
 {
     return QByteArray("{\"version\": \"") + version + '"' + rest + "}";
 }
@@ -51,59 +51,49 @@ private:
     }
 
 private slots:
-    void initTestCase()
-    {
-        QVERIFY(m_server.listening());
-        m_server.route("/newer", {200, feed("1.10", ", \"url\": \"https://velora.example/download\", \"notes\": \"Sharper frames.\"")});
-        m_server.route("/empty-notes", {200, feed("2.0", ", \"url\": \"https://velora.example/\", \"notes\": \"\"")});
-        m_server.route("/null-notes", {200, feed("1.3", ", \"url\": \"https://velora.example/\", \"notes\": null")});
-        m_server.route("/no-notes", {200, feed("1.2.1")});
-        m_server.route("/equal", {200, feed("1.2", ", \"url\": \"https://velora.example/\", \"notes\": \"Same.\"")});
-        m_server.route("/older", {200, feed("1.1.9")});
-        m_server.route("/no-url", {200, "{\"version\": \"9.0\", \"notes\": \"No address.\"}"});
-        m_server.route("/number-notes", {200, feed("9.0", ", \"url\": \"https://velora.example/\", \"notes\": 3")});
-        m_server.route("/version-number", {200, "{\"version\": 9, \"url\": \"https://velora.example/\"}"});
-        m_server.route("/array", {200, "[" + feed("9.0") + "]"});
-        m_server.route("/garbage", {200, "\x89PNG\r\n\x1a\n not a feed at all"});
-        m_server.route("/not-found-json", {404, feed("1.10")});
-        m_server.route("/huge", {200, {}, {}, 100ll << 20});
-        m_server.route("/huge-unannounced", {200, {}, {}, 100ll << 20, false});
-        m_server.route("/just-under", {200, feed("1.10", (", \"url\": \"https://velora.example/\", \"notes\": \"" + QByteArray((1 << 20) - 80, 'n') + "\"").constData())});
-        m_server.route("/silent", {.silent = true});
-        m_server.route("/loop", {302, {}, "/loop"});
-        for (int n = 1; n <= 4; ++n)
-            m_server.route("/hop" + QByteArray::number(n), {302, {}, n == 1 ? "/newer" : "/hop" + QByteArray::number(n - 1)});
-    }
+    void initTestCase() { QVERIFY(m_server.listening()); }
 
+    // Each row serves its response at its own path.
     void feeds_data()
     {
         QTest::addColumn<QString>("path");
         QTest::addColumn<QList<Alert>>("asked");  // a check the user asked for
         QTest::addColumn<QList<Alert>>("silent"); // the launch check
-
-        const QList<Alert> none;
+        const auto row = [this](const char* name, const QByteArray& path, const FeedServer::Response& response,
+                                const QList<Alert>& asked, bool silentToo) {
+            m_server.route(path, response);
+            QTest::newRow(name) << QString::fromLatin1(path) << asked << (silentToo ? asked : QList<Alert>{});
+        };
+        const QByteArray site = ", \"url\": \"https://velora.example/\"";
         const Alert newer = available("1.10", "Sharper frames.");
-        QTest::newRow("newer") << "/newer" << QList{newer} << QList{newer};
-        QTest::newRow("empty notes are shown as they are") << "/empty-notes" << QList{available("2.0", "")} << QList{available("2.0", "")};
-        QTest::newRow("null notes") << "/null-notes" << QList{available("1.3", "You have 1.2.")} << QList{available("1.3", "You have 1.2.")};
-        QTest::newRow("no notes") << "/no-notes" << QList{available("1.2.1", "You have 1.2.")} << QList{available("1.2.1", "You have 1.2.")};
-        QTest::newRow("equal") << "/equal" << QList{upToDate()} << none;
-        QTest::newRow("older") << "/older" << QList{upToDate()} << none;
-        QTest::newRow("no url") << "/no-url" << QList{noConnection()} << none;
-        QTest::newRow("notes not text") << "/number-notes" << QList{noConnection()} << none;
-        QTest::newRow("version not text") << "/version-number" << QList{noConnection()} << none;
-        QTest::newRow("not an object") << "/array" << QList{noConnection()} << none;
-        QTest::newRow("garbage") << "/garbage" << QList{noConnection()} << none;
-        QTest::newRow("404 page") << "/missing" << QList{noConnection()} << none;
-        QTest::newRow("404 status with a feed body: the body decides") << "/not-found-json" << QList{available("1.10", "You have 1.2.")} << QList{available("1.10", "You have 1.2.")};
-        QTest::newRow("100 MB announced") << "/huge" << QList{noConnection()} << none;
-        QTest::newRow("100 MB unannounced") << "/huge-unannounced" << QList{noConnection()} << none;
-        const Alert big = available("1.10", QString((1 << 20) - 80, u'n'));
-        QTest::newRow("a body just under 1 MiB") << "/just-under" << QList{big} << QList{big};
-        QTest::newRow("server never answers") << "/silent" << QList{noConnection()} << none;
-        QTest::newRow("redirect loop") << "/loop" << QList{noConnection()} << none;
+        const QList<Alert> failed{noConnection()};
+        row("newer", "/newer", {200, feed("1.10", ", \"url\": \"https://velora.example/download\", \"notes\": \"Sharper frames.\"")},
+            {newer}, true);
+        row("empty notes are shown as they are", "/empty-notes", {200, feed("2.0", site + ", \"notes\": \"\"")},
+            {available("2.0", "")}, true);
+        row("null notes", "/null-notes", {200, feed("1.3", site + ", \"notes\": null")}, {available("1.3", "You have 1.2.")}, true);
+        row("no notes", "/no-notes", {200, feed("1.2.1")}, {available("1.2.1", "You have 1.2.")}, true);
+        row("equal", "/equal", {200, feed("1.2", site + ", \"notes\": \"Same.\"")}, {upToDate()}, false);
+        row("older", "/older", {200, feed("1.1.9")}, {upToDate()}, false);
+        row("no url", "/no-url", {200, "{\"version\": \"9.0\", \"notes\": \"No address.\"}"}, failed, false);
+        row("notes not text", "/number-notes", {200, feed("9.0", site + ", \"notes\": 3")}, failed, false);
+        row("version not text", "/version-number", {200, "{\"version\": 9" + site + "}"}, failed, false);
+        row("not an object", "/array", {200, "[" + feed("9.0") + "]"}, failed, false);
+        row("garbage", "/garbage", {200, "\x89PNG\r\n\x1a\n not a feed at all"}, failed, false);
+        QTest::newRow("404 page") << "/missing" << failed << QList<Alert>{};
+        row("404 status with a feed body: the body decides", "/not-found-json", {404, feed("1.10")},
+            {available("1.10", "You have 1.2.")}, true);
+        row("100 MB announced", "/huge", {200, {}, {}, 100ll << 20}, failed, false);
+        row("100 MB unannounced", "/huge-unannounced", {200, {}, {}, 100ll << 20, false}, failed, false);
+        const QByteArray notes((1 << 20) - 80, 'n');
+        row("a body just under 1 MiB", "/just-under", {200, feed("1.10", site + ", \"notes\": \"" + notes + "\"")},
+            {available("1.10", QString::fromLatin1(notes))}, true);
+        row("server never answers", "/silent", {.silent = true}, failed, false);
+        row("redirect loop", "/loop", {302, {}, "/loop"}, failed, false);
+        for (int n = 1; n <= 4; ++n)
+            m_server.route("/hop" + QByteArray::number(n), {302, {}, n == 1 ? "/newer" : "/hop" + QByteArray::number(n - 1)});
         QTest::newRow("three redirects") << "/hop3" << QList{newer} << QList{newer};
-        QTest::newRow("four redirects") << "/hop4" << QList{noConnection()} << none;
+        QTest::newRow("four redirects") << "/hop4" << failed << QList<Alert>{};
     }
 
     void feeds()
