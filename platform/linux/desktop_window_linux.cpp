@@ -3,7 +3,11 @@
 // stacking or workspaces; there the frameless, non-focusing window Qt makes is all we get.
 #include "desktop_window.h"
 
+#include <QAbstractNativeEventFilter>
+#include <QElapsedTimer>
 #include <QGuiApplication>
+#include <QPointer>
+#include <QTimer>
 #include <QWindow>
 #include <QtGui/qguiapplication_platform.h>
 
@@ -88,14 +92,10 @@ void sendClientMessage(xcb_connection_t* c, xcb_window_t root, xcb_window_t w, x
                    reinterpret_cast<const char*>(&event));
 }
 
-} // namespace
-
-void prepareDesktopWindow(QWindow* window)
+// The hints a piece's window carries while the window manager manages it. Written before each
+// map: a window manager drops _NET_WM_STATE and _NET_WM_DESKTOP when a window is withdrawn.
+void writeHints(xcb_connection_t* c, xcb_window_t w, const Atoms& a)
 {
-    xcb_connection_t* c = connection();
-    if (!c || !window) return;
-    const auto w = xcb_window_t(window->winId());
-    const Atoms a(c);
     setWindowType(c, w, a);
 
     // Merged with what is there: Qt adds its own states (and keeps ours) when it maps the window.
@@ -124,6 +124,363 @@ void prepareDesktopWindow(QWindow* window)
     hints[0] |= inputHint;
     hints[1] = 0;
     xcb_change_property(c, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_HINTS, XCB_ATOM_WM_HINTS, 32, 9, hints.data());
+}
+
+// The same hints as requests, for window managers that only listen to those about mapped windows.
+void requestHints(xcb_connection_t* c, xcb_window_t root, xcb_window_t w, const Atoms& a)
+{
+    // Qt writes its own window type again whenever the flags change.
+    setWindowType(c, w, a);
+    constexpr uint32_t add = 1;
+    constexpr uint32_t fromApplication = 1;
+    sendClientMessage(c, root, w, a.state, {add, a.below, a.sticky, fromApplication, 0});
+    sendClientMessage(c, root, w, a.state, {add, a.skipTaskbar, a.skipPager, fromApplication, 0});
+    sendClientMessage(c, root, w, a.desktop, {allDesktops, fromApplication, 0, 0, 0});
+}
+
+void setOverrideRedirect(xcb_connection_t* c, xcb_window_t w, bool on)
+{
+    const uint32_t value = on ? 1 : 0;
+    xcb_change_window_attributes(c, w, XCB_CW_OVERRIDE_REDIRECT, &value);
+}
+
+// "Show desktop" (_NET_SHOWING_DESKTOP) hides every window the window manager counts as ordinary,
+// and a piece in the below state is one: openbox, icewm and fluxbox unmap it, mutter and kwin stop
+// drawing it. The window types they spare (desktop, dock) are worse the rest of the time: a
+// desktop window shares the bottom layer with the file manager's full-screen icon window, which
+// covers it whenever it is clicked, and window managers pin desktop windows where a piece moves
+// itself; docks stay above ordinary windows. So for as long as the desktop is shown, each piece
+// leaves the window manager: it is withdrawn, comes back as an override-redirect window that
+// nothing hides, and is kept just above the topmost desktop window (the icon window), or at the
+// bottom of the stack. Override-redirect, it is on every workspace, in no taskbar or pager, never
+// given focus, and its clicks reach no window-manager binding. When the desktop stops being shown,
+// the pieces are mapped as managed windows again, in the below layer under the windows coming back.
+class ShowDesktopFollower final : public QObject, public QAbstractNativeEventFilter {
+public:
+    static ShowDesktopFollower* of(xcb_connection_t* c, xcb_window_t root)
+    {
+        static QPointer<ShowDesktopFollower> follower;
+        if (!follower) follower = new ShowDesktopFollower(c, root);
+        return follower;
+    }
+
+    void add(QWindow* window)
+    {
+        const auto w = xcb_window_t(window->winId());
+        if (find(w)) return;
+        m_pieces.push_back({window, w, Mode::managed});
+        connect(window, &QObject::destroyed, this, [this, w] { forget(w); });
+        // Created while the desktop is shown: its first map is as a stand-in already.
+        if (m_showing) {
+            setOverrideRedirect(m_c, w, true);
+            m_pieces.back().mode = Mode::standingIn;
+        }
+    }
+
+    // After a show or a change of flags; false when the window stands in for now (Qt's flags
+    // reset the override-redirect attribute, which matters at the next map).
+    bool shown(QWindow* window)
+    {
+        Piece* piece = find(xcb_window_t(window->winId()));
+        if (!piece || piece->mode == Mode::managed) return true;
+        if (piece->mode == Mode::standingIn) {
+            setOverrideRedirect(m_c, piece->id, true);
+            restack();
+        }
+        return false;
+    }
+
+    bool nativeEventFilter(const QByteArray& type, void* message, qintptr*) override
+    {
+        if (type != "xcb_generic_event_t") return false;
+        const auto* e = static_cast<const xcb_generic_event_t*>(message);
+        switch (e->response_type & 0x7f) {
+        case XCB_PROPERTY_NOTIFY: {
+            const auto* p = reinterpret_cast<const xcb_property_notify_event_t*>(e);
+            if (p->window == m_root && p->atom == m_showingAtom) setShowing(readShowing());
+            return false;
+        }
+        case XCB_CONFIGURE_NOTIFY:
+        case XCB_MAP_NOTIFY:
+        case XCB_UNMAP_NOTIFY:
+        case XCB_REPARENT_NOTIFY:
+        case XCB_CREATE_NOTIFY:
+        case XCB_DESTROY_NOTIFY:
+        case XCB_CIRCULATE_NOTIFY:
+        case XCB_GRAVITY_NOTIFY: {
+            // All begin with the window that was told and the window it is about. Those about the
+            // root's children came for the stand-ins only; Qt would take one for the root's own.
+            uint32_t told = 0, about = 0;
+            std::memcpy(&told, reinterpret_cast<const char*>(e) + 4, 4);
+            std::memcpy(&about, reinterpret_cast<const char*>(e) + 8, 4);
+            if (told != m_root || about == m_root || !m_watchingStack) return false;
+            if (!m_restack.isActive()) m_restack.start();
+            return !m_qtWatchesChildren;
+        }
+        default:
+            return false;
+        }
+    }
+
+private:
+    enum class Mode { managed, withdrawing, standingIn };
+    struct Piece {
+        QPointer<QWindow> window;
+        xcb_window_t id;
+        Mode mode;
+    };
+
+    ShowDesktopFollower(xcb_connection_t* c, xcb_window_t root)
+        : QObject(qGuiApp)
+        , m_c(c)
+        , m_root(root)
+        , m_showingAtom(atom(c, "_NET_SHOWING_DESKTOP"))
+        , m_clientsAtom(atom(c, "_NET_CLIENT_LIST_STACKING"))
+        , m_typeAtom(atom(c, "_NET_WM_WINDOW_TYPE"))
+        , m_desktopTypeAtom(atom(c, "_NET_WM_WINDOW_TYPE_DESKTOP"))
+    {
+        Reply<xcb_get_window_attributes_reply_t> attributes(
+            xcb_get_window_attributes_reply(c, xcb_get_window_attributes(c, root), nullptr));
+        m_rootMask = attributes ? attributes->your_event_mask : 0;
+        m_qtWatchesChildren = m_rootMask & XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
+        selectOnRoot(m_rootMask | XCB_EVENT_MASK_PROPERTY_CHANGE);
+        m_showing = readShowing();
+
+        m_settle.setInterval(20);
+        connect(&m_settle, &QTimer::timeout, this, &ShowDesktopFollower::settle);
+        m_restack.setSingleShot(true);
+        m_restack.setInterval(0);
+        connect(&m_restack, &QTimer::timeout, this, &ShowDesktopFollower::restack);
+        qGuiApp->installNativeEventFilter(this);
+    }
+
+    ~ShowDesktopFollower() override
+    {
+        if (qGuiApp) qGuiApp->removeNativeEventFilter(this);
+    }
+
+    Piece* find(xcb_window_t w)
+    {
+        auto it = std::find_if(m_pieces.begin(), m_pieces.end(), [w](const Piece& p) { return p.id == w; });
+        return it == m_pieces.end() ? nullptr : &*it;
+    }
+
+    void forget(xcb_window_t w)
+    {
+        std::erase_if(m_pieces, [w](const Piece& p) { return p.id == w; });
+    }
+
+    void selectOnRoot(uint32_t mask)
+    {
+        xcb_change_window_attributes(m_c, m_root, XCB_CW_EVENT_MASK, &mask);
+        m_rootMask = mask;
+    }
+
+    bool readShowing()
+    {
+        Reply<xcb_get_property_reply_t> r(xcb_get_property_reply(
+            m_c, xcb_get_property(m_c, 0, m_root, m_showingAtom, XCB_ATOM_CARDINAL, 0, 1), nullptr));
+        return r && r->format == 32 && xcb_get_property_value_length(r.get()) == 4 &&
+               *static_cast<const uint32_t*>(xcb_get_property_value(r.get())) != 0;
+    }
+
+    void setShowing(bool on)
+    {
+        if (on == m_showing) return;
+        m_showing = on;
+        if (on)
+            standIn();
+        else
+            comeBack();
+    }
+
+    // Withdraws every mapped piece the ICCCM way: unmapped (the window manager may have done
+    // that already) and a synthetic UnmapNotify to the root.
+    void standIn()
+    {
+        std::erase_if(m_pieces, [](const Piece& p) { return !p.window; });
+        for (Piece& p : m_pieces) {
+            if (!p.window->isVisible()) {
+                setOverrideRedirect(m_c, p.id, true);
+                p.mode = Mode::standingIn;
+                continue;
+            }
+            xcb_unmap_window(m_c, p.id);
+            xcb_unmap_notify_event_t event;
+            std::memset(&event, 0, sizeof event);
+            event.response_type = XCB_UNMAP_NOTIFY;
+            event.event = m_root;
+            event.window = p.id;
+            xcb_send_event(m_c, 0, m_root,
+                           XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                           reinterpret_cast<const char*>(&event));
+            p.mode = Mode::withdrawing;
+        }
+        xcb_flush(m_c);
+        m_settleStart.start();
+        m_settle.start();
+        if (!m_qtWatchesChildren) selectOnRoot(m_rootMask | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY);
+        m_watchingStack = true;
+    }
+
+    // Maps each withdrawn piece as a stand-in once the window manager has let go of it: back on
+    // the root and without WM_STATE (or withdrawn). One that is still held after a while is
+    // taken out of its frame here.
+    void settle()
+    {
+        const bool late = m_settleStart.elapsed() > 1500;
+        bool waiting = false;
+        for (Piece& p : m_pieces) {
+            if (p.mode != Mode::withdrawing || !p.window) continue;
+            Reply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(m_c, xcb_query_tree(m_c, p.id), nullptr));
+            if (!tree) continue;
+            const bool framed = tree->parent != m_root;
+            if ((framed || stillManaged(p.id)) && !late) {
+                waiting = true;
+                continue;
+            }
+            if (framed) {
+                const QPoint at = p.window->position();
+                xcb_reparent_window(m_c, p.id, m_root, int16_t(at.x()), int16_t(at.y()));
+            }
+            setOverrideRedirect(m_c, p.id, true);
+            if (p.window->isVisible()) xcb_map_window(m_c, p.id);
+            p.mode = Mode::standingIn;
+        }
+        if (!waiting) {
+            m_settle.stop();
+            restack();
+        }
+        xcb_flush(m_c);
+    }
+
+    bool stillManaged(xcb_window_t w)
+    {
+        const xcb_atom_t wmState = atom(m_c, "WM_STATE");
+        Reply<xcb_get_property_reply_t> r(
+            xcb_get_property_reply(m_c, xcb_get_property(m_c, 0, w, wmState, wmState, 0, 1), nullptr));
+        constexpr uint32_t withdrawnState = 0;
+        return r && r->format == 32 && xcb_get_property_value_length(r.get()) >= 4 &&
+               *static_cast<const uint32_t*>(xcb_get_property_value(r.get())) != withdrawnState;
+    }
+
+    // Hands every piece back to the window manager, as at the first show.
+    void comeBack()
+    {
+        m_settle.stop();
+        m_restack.stop();
+        m_watchingStack = false;
+        if (!m_qtWatchesChildren) selectOnRoot(m_rootMask & ~uint32_t(XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY));
+        const Atoms a(m_c);
+        for (Piece& p : m_pieces) {
+            if (p.mode == Mode::managed || !p.window) continue;
+            xcb_unmap_window(m_c, p.id);
+            setOverrideRedirect(m_c, p.id, false);
+            writeHints(m_c, p.id, a);
+            p.mode = Mode::managed;
+            if (!p.window->isVisible()) continue;
+            xcb_map_window(m_c, p.id);
+            requestHints(m_c, m_root, p.id, a);
+        }
+        xcb_flush(m_c);
+    }
+
+    // The stand-ins, in their order, right above the topmost desktop window or at the bottom.
+    void restack()
+    {
+        if (!m_showing) return;
+        std::vector<xcb_window_t> standIns;
+        for (const Piece& p : m_pieces)
+            if (p.mode == Mode::standingIn && p.window) standIns.push_back(p.id);
+        if (standIns.empty()) return;
+        Reply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(m_c, xcb_query_tree(m_c, m_root), nullptr));
+        if (!tree) return;
+        const xcb_window_t* children = xcb_query_tree_children(tree.get());
+        const std::vector<xcb_window_t> stack(children, children + xcb_query_tree_children_length(tree.get()));
+        const std::vector<xcb_window_t> desktops = desktopFrames();
+
+        // Bottom to top: where the lowest stand-in belongs, then the stand-ins as they are now.
+        int floor = -1;
+        for (int i = 0; i < int(stack.size()); ++i)
+            if (std::find(desktops.begin(), desktops.end(), stack[size_t(i)]) != desktops.end()) floor = i;
+        std::stable_sort(standIns.begin(), standIns.end(), [&](xcb_window_t x, xcb_window_t y) {
+            return std::find(stack.begin(), stack.end(), x) < std::find(stack.begin(), stack.end(), y);
+        });
+        bool inPlace = true;
+        for (size_t k = 0; k < standIns.size() && inPlace; ++k) {
+            const size_t at = size_t(floor + 1) + k;
+            inPlace = at < stack.size() && stack[at] == standIns[k];
+        }
+        if (inPlace) return;
+
+        xcb_window_t below = floor >= 0 ? stack[size_t(floor)] : xcb_window_t(XCB_WINDOW_NONE);
+        for (xcb_window_t w : standIns) {
+            if (below == XCB_WINDOW_NONE) {
+                const uint32_t mode = XCB_STACK_MODE_BELOW;
+                xcb_configure_window(m_c, w, XCB_CONFIG_WINDOW_STACK_MODE, &mode);
+            } else {
+                const uint32_t values[] = {below, XCB_STACK_MODE_ABOVE};
+                xcb_configure_window(m_c, w, XCB_CONFIG_WINDOW_SIBLING | XCB_CONFIG_WINDOW_STACK_MODE, values);
+            }
+            below = w;
+        }
+        xcb_flush(m_c);
+    }
+
+    // The root's children that hold a managed desktop window (the background or the file
+    // manager's icon window).
+    std::vector<xcb_window_t> desktopFrames()
+    {
+        Reply<xcb_get_property_reply_t> list(xcb_get_property_reply(
+            m_c, xcb_get_property(m_c, 0, m_root, m_clientsAtom, XCB_ATOM_WINDOW, 0, 4096), nullptr));
+        if (!list || list->format != 32) return {};
+        const auto* data = static_cast<const xcb_window_t*>(xcb_get_property_value(list.get()));
+        const std::vector<xcb_window_t> clients(data, data + xcb_get_property_value_length(list.get()) / 4);
+        std::vector<xcb_get_property_cookie_t> types;
+        for (xcb_window_t w : clients) types.push_back(xcb_get_property(m_c, 0, w, m_typeAtom, XCB_ATOM_ATOM, 0, 16));
+        std::vector<xcb_window_t> frames;
+        for (size_t i = 0; i < clients.size(); ++i) {
+            Reply<xcb_get_property_reply_t> type(xcb_get_property_reply(m_c, types[i], nullptr));
+            if (!type || type->format != 32) continue;
+            const auto* t = static_cast<const xcb_atom_t*>(xcb_get_property_value(type.get()));
+            const auto* end = t + xcb_get_property_value_length(type.get()) / 4;
+            if (std::find(t, end, m_desktopTypeAtom) == end) continue;
+            // Up from the client to its frame, the child of the root.
+            for (xcb_window_t w = clients[i];;) {
+                Reply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(m_c, xcb_query_tree(m_c, w), nullptr));
+                if (!tree) break;
+                if (tree->parent == m_root) {
+                    frames.push_back(w);
+                    break;
+                }
+                w = tree->parent;
+            }
+        }
+        return frames;
+    }
+
+    xcb_connection_t* m_c;
+    xcb_window_t m_root;
+    xcb_atom_t m_showingAtom, m_clientsAtom, m_typeAtom, m_desktopTypeAtom;
+    uint32_t m_rootMask = 0;
+    bool m_qtWatchesChildren = false;
+    bool m_showing = false;
+    bool m_watchingStack = false;
+    std::vector<Piece> m_pieces;
+    QTimer m_settle;
+    QElapsedTimer m_settleStart;
+    QTimer m_restack;
+};
+
+} // namespace
+
+void prepareDesktopWindow(QWindow* window)
+{
+    xcb_connection_t* c = connection();
+    if (!c || !window) return;
+    const auto w = xcb_window_t(window->winId());
+    writeHints(c, w, Atoms(c));
+    if (const xcb_window_t root = rootOf(c, w); root != XCB_WINDOW_NONE) ShowDesktopFollower::of(c, root)->add(window);
     xcb_flush(c);
 }
 
@@ -134,14 +491,7 @@ void desktopWindowShown(QWindow* window)
     const auto w = xcb_window_t(window->winId());
     const xcb_window_t root = rootOf(c, w);
     if (root == XCB_WINDOW_NONE) return;
-    const Atoms a(c);
-    // Qt writes its own window type again whenever the flags change.
-    setWindowType(c, w, a);
-    constexpr uint32_t add = 1;
-    constexpr uint32_t fromApplication = 1;
-    sendClientMessage(c, root, w, a.state, {add, a.below, a.sticky, fromApplication, 0});
-    sendClientMessage(c, root, w, a.state, {add, a.skipTaskbar, a.skipPager, fromApplication, 0});
-    sendClientMessage(c, root, w, a.desktop, {allDesktops, fromApplication, 0, 0, 0});
+    if (ShowDesktopFollower::of(c, root)->shown(window)) requestHints(c, root, w, Atoms(c));
     xcb_flush(c);
 }
 

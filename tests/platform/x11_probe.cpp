@@ -1,6 +1,7 @@
 // Runs on an X server the X11 test started: one piece panel placed by a desktop controller and one
 // ordinary window over part of it, on a root window of a known colour. Prints the window ids and
-// the piece's margin, then stays until it is killed; "lock" on its input locks the piece.
+// the piece's margin, then stays until it is killed; "lock" on its input locks the piece. Reports
+// each stored placement, each menu it shows and each request to open the editor.
 #include "desktop_controller.h"
 #include "demo_art.h"
 #include "image_store.h"
@@ -9,6 +10,7 @@
 #include "studio.h"
 
 #include <QApplication>
+#include <QMenu>
 #include <QSettings>
 #include <QSocketNotifier>
 #include <QTextStream>
@@ -20,6 +22,21 @@
 #include <unistd.h>
 
 using namespace velora;
+
+namespace {
+
+// Prints the window of every menu the probe shows, so that the test can tell it from others.
+class MenuReporter : public QObject {
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() == QEvent::Show)
+            if (auto* menu = qobject_cast<QMenu*>(watched)) QTextStream(stdout) << "MENU " << menu->winId() << Qt::endl;
+        return false;
+    }
+};
+
+} // namespace
 
 int main(int argc, char** argv)
 {
@@ -58,6 +75,9 @@ int main(int argc, char** argv)
 
     QtScreens qtScreens;
     DesktopController controller(studio, qtScreens);
+    controller.setEditorOpener([](const QUuid&) { QTextStream(stdout) << "EDITOR" << Qt::endl; });
+    MenuReporter menus;
+    app.installEventFilter(&menus);
     controller.start();
     PiecePanel* panel = controller.panel(piece.id);
     if (!panel) return 6;
