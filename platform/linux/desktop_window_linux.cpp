@@ -144,17 +144,18 @@ void setOverrideRedirect(xcb_connection_t* c, xcb_window_t w, bool on)
     xcb_change_window_attributes(c, w, XCB_CW_OVERRIDE_REDIRECT, &value);
 }
 
-// "Show desktop" (_NET_SHOWING_DESKTOP) hides every window the window manager counts as ordinary,
-// and a piece in the below state is one: openbox, icewm and fluxbox unmap it, mutter and kwin stop
-// drawing it. The window types they spare (desktop, dock) are worse the rest of the time: a
-// desktop window shares the bottom layer with the file manager's full-screen icon window, which
-// covers it whenever it is clicked, and window managers pin desktop windows where a piece moves
-// itself; docks stay above ordinary windows. So for as long as the desktop is shown, each piece
-// leaves the window manager: it is withdrawn, comes back as an override-redirect window that
-// nothing hides, and is kept just above the topmost desktop window (the icon window), or at the
-// bottom of the stack. Override-redirect, it is on every workspace, in no taskbar or pager, never
-// given focus, and its clicks reach no window-manager binding. When the desktop stops being shown,
-// the pieces are mapped as managed windows again, in the below layer under the windows coming back.
+// "Show desktop" hides every window the window manager counts as ordinary, and a piece in the
+// below state is one: openbox and icewm unmap it, mutter and kwin stop drawing it, fluxbox (whose
+// command sets no _NET_SHOWING_DESKTOP) iconifies it. The window types they spare (desktop, dock)
+// are worse the rest of the time: a desktop window shares the bottom layer with the file
+// manager's full-screen icon window, which openbox raises over it at every click on the desktop;
+// docks stay above ordinary windows. So for as long as the desktop is shown, each piece leaves the
+// window manager: it is withdrawn, comes back as an override-redirect window that nothing hides,
+// and is kept just above the topmost desktop window (the icon window), or at the bottom of the
+// stack. Override-redirect, it is on every workspace, in no taskbar or pager, never given focus,
+// and its clicks reach no window-manager binding. When the desktop stops being shown (the root
+// property goes off, or after an iconifying show-desktop, an ordinary window is mapped again), the
+// pieces are managed windows again, in the below layer under the windows coming back.
 class ShowDesktopFollower final : public QObject, public QAbstractNativeEventFilter {
 public:
     static ShowDesktopFollower* of(xcb_connection_t* c, xcb_window_t root)
@@ -171,7 +172,7 @@ public:
         m_pieces.push_back({window, w, Mode::managed});
         connect(window, &QObject::destroyed, this, [this, w] { forget(w); });
         // Created while the desktop is shown: its first map is as a stand-in already.
-        if (m_showing) {
+        if (m_reason != Reason::none) {
             setOverrideRedirect(m_c, w, true);
             m_pieces.back().mode = Mode::standingIn;
         }
@@ -197,7 +198,19 @@ public:
         switch (e->response_type & 0x7f) {
         case XCB_PROPERTY_NOTIFY: {
             const auto* p = reinterpret_cast<const xcb_property_notify_event_t*>(e);
-            if (p->window == m_root && p->atom == m_showingAtom) setShowing(readShowing());
+            if (p->window == m_root && p->atom == m_showingAtom) {
+                setShowing(readShowing());
+            } else if (p->window == m_root && m_reason == Reason::iconified &&
+                       (p->atom == m_activeAtom || p->atom == m_clientListAtom)) {
+                if (!m_restack.isActive()) m_restack.start();
+            } else if (p->atom == m_wmStateAtom && m_reason == Reason::none) {
+                // Nothing else iconifies a piece: it has no decorations, no taskbar entry, no focus.
+                const Piece* piece = find(p->window);
+                if (piece && piece->window && piece->window->isVisible() && wmState(p->window) == iconicState) {
+                    m_reason = Reason::iconified;
+                    standIn();
+                }
+            }
             return false;
         }
         case XCB_CONFIGURE_NOTIFY:
@@ -215,7 +228,8 @@ public:
             std::memcpy(&about, reinterpret_cast<const char*>(e) + 8, 4);
             if (told != m_root || about == m_root || !m_watchingStack) return false;
             if (!m_restack.isActive()) m_restack.start();
-            return !m_qtWatchesChildren;
+            // Qt takes a ConfigureNotify from the root for a change of screens.
+            return !m_qtWatchesChildren && (e->response_type & 0x7f) == XCB_CONFIGURE_NOTIFY;
         }
         default:
             return false;
@@ -224,6 +238,9 @@ public:
 
 private:
     enum class Mode { managed, withdrawing, standingIn };
+    // Why the pieces stand in, if they do.
+    enum class Reason { none, showingDesktop, iconified };
+    static constexpr uint32_t iconicState = 3;
     struct Piece {
         QPointer<QWindow> window;
         xcb_window_t id;
@@ -235,22 +252,32 @@ private:
         , m_c(c)
         , m_root(root)
         , m_showingAtom(atom(c, "_NET_SHOWING_DESKTOP"))
-        , m_clientsAtom(atom(c, "_NET_CLIENT_LIST_STACKING"))
+        , m_wmStateAtom(atom(c, "WM_STATE"))
+        , m_activeAtom(atom(c, "_NET_ACTIVE_WINDOW"))
+        , m_clientListAtom(atom(c, "_NET_CLIENT_LIST"))
         , m_typeAtom(atom(c, "_NET_WM_WINDOW_TYPE"))
         , m_desktopTypeAtom(atom(c, "_NET_WM_WINDOW_TYPE_DESKTOP"))
+        , m_dockTypeAtom(atom(c, "_NET_WM_WINDOW_TYPE_DOCK"))
     {
         Reply<xcb_get_window_attributes_reply_t> attributes(
             xcb_get_window_attributes_reply(c, xcb_get_window_attributes(c, root), nullptr));
         m_rootMask = attributes ? attributes->your_event_mask : 0;
         m_qtWatchesChildren = m_rootMask & XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
         selectOnRoot(m_rootMask | XCB_EVENT_MASK_PROPERTY_CHANGE);
-        m_showing = readShowing();
+        if (readShowing()) m_reason = Reason::showingDesktop;
 
         m_settle.setInterval(20);
         connect(&m_settle, &QTimer::timeout, this, &ShowDesktopFollower::settle);
         m_restack.setSingleShot(true);
         m_restack.setInterval(0);
-        connect(&m_restack, &QTimer::timeout, this, &ShowDesktopFollower::restack);
+        connect(&m_restack, &QTimer::timeout, this, [this] {
+            if (m_reason == Reason::iconified && !m_settle.isActive() && anOrdinaryWindowShows()) {
+                m_reason = Reason::none;
+                comeBack();
+                return;
+            }
+            restack();
+        });
         qGuiApp->installNativeEventFilter(this);
     }
 
@@ -286,12 +313,11 @@ private:
 
     void setShowing(bool on)
     {
-        if (on == m_showing) return;
-        m_showing = on;
-        if (on)
-            standIn();
-        else
-            comeBack();
+        if (on == (m_reason == Reason::showingDesktop)) return;
+        const Reason was = m_reason;
+        m_reason = on ? Reason::showingDesktop : Reason::none;
+        if (on && was == Reason::none) standIn();
+        if (!on) comeBack();
     }
 
     // Withdraws every mapped piece the ICCCM way: unmapped (the window manager may have done
@@ -324,18 +350,19 @@ private:
     }
 
     // Maps each withdrawn piece as a stand-in once the window manager has let go of it: back on
-    // the root and without WM_STATE (or withdrawn). One that is still held after a while is
-    // taken out of its frame here.
+    // the root and off its client list (fluxbox leaves WM_STATE behind). One that is still held
+    // after a while is taken out of its frame here.
     void settle()
     {
         const bool late = m_settleStart.elapsed() > 1500;
+        const std::vector<xcb_window_t> clients = windowList(m_root, m_clientListAtom);
         bool waiting = false;
         for (Piece& p : m_pieces) {
             if (p.mode != Mode::withdrawing || !p.window) continue;
             Reply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(m_c, xcb_query_tree(m_c, p.id), nullptr));
             if (!tree) continue;
             const bool framed = tree->parent != m_root;
-            if ((framed || stillManaged(p.id)) && !late) {
+            if ((framed || std::find(clients.begin(), clients.end(), p.id) != clients.end()) && !late) {
                 waiting = true;
                 continue;
             }
@@ -349,19 +376,26 @@ private:
         }
         if (!waiting) {
             m_settle.stop();
-            restack();
+            m_restack.start();
         }
         xcb_flush(m_c);
     }
 
-    bool stillManaged(xcb_window_t w)
+    std::vector<xcb_window_t> windowList(xcb_window_t w, xcb_atom_t property)
     {
-        const xcb_atom_t wmState = atom(m_c, "WM_STATE");
+        Reply<xcb_get_property_reply_t> r(xcb_get_property_reply(
+            m_c, xcb_get_property(m_c, 0, w, property, XCB_ATOM_WINDOW, 0, 4096), nullptr));
+        if (!r || r->format != 32) return {};
+        const auto* data = static_cast<const xcb_window_t*>(xcb_get_property_value(r.get()));
+        return std::vector<xcb_window_t>(data, data + xcb_get_property_value_length(r.get()) / 4);
+    }
+
+    uint32_t wmState(xcb_window_t w)
+    {
         Reply<xcb_get_property_reply_t> r(
-            xcb_get_property_reply(m_c, xcb_get_property(m_c, 0, w, wmState, wmState, 0, 1), nullptr));
-        constexpr uint32_t withdrawnState = 0;
-        return r && r->format == 32 && xcb_get_property_value_length(r.get()) >= 4 &&
-               *static_cast<const uint32_t*>(xcb_get_property_value(r.get())) != withdrawnState;
+            xcb_get_property_reply(m_c, xcb_get_property(m_c, 0, w, m_wmStateAtom, m_wmStateAtom, 0, 1), nullptr));
+        if (!r || r->format != 32 || xcb_get_property_value_length(r.get()) < 4) return 0;
+        return *static_cast<const uint32_t*>(xcb_get_property_value(r.get()));
     }
 
     // Hands every piece back to the window manager, as at the first show.
@@ -376,6 +410,8 @@ private:
             if (p.mode == Mode::managed || !p.window) continue;
             xcb_unmap_window(m_c, p.id);
             setOverrideRedirect(m_c, p.id, false);
+            // A stale Iconic state would bring it back iconified.
+            xcb_delete_property(m_c, p.id, m_wmStateAtom);
             writeHints(m_c, p.id, a);
             p.mode = Mode::managed;
             if (!p.window->isVisible()) continue;
@@ -388,7 +424,7 @@ private:
     // The stand-ins, in their order, right above the topmost desktop window or at the bottom.
     void restack()
     {
-        if (!m_showing) return;
+        if (m_reason == Reason::none) return;
         std::vector<xcb_window_t> standIns;
         for (const Piece& p : m_pieces)
             if (p.mode == Mode::standingIn && p.window) standIns.push_back(p.id);
@@ -427,44 +463,68 @@ private:
         xcb_flush(m_c);
     }
 
-    // The root's children that hold a managed desktop window (the background or the file
-    // manager's icon window).
-    std::vector<xcb_window_t> desktopFrames()
+    // The managed clients and, for each, its frame (the child of the root that holds it) and
+    // whether it is a desktop window (the background or the file manager's icon window) or a
+    // dock, which show-desktop leaves alone.
+    struct Client {
+        xcb_window_t window, frame;
+        bool desktop, dock;
+    };
+    std::vector<Client> clients()
     {
-        Reply<xcb_get_property_reply_t> list(xcb_get_property_reply(
-            m_c, xcb_get_property(m_c, 0, m_root, m_clientsAtom, XCB_ATOM_WINDOW, 0, 4096), nullptr));
-        if (!list || list->format != 32) return {};
-        const auto* data = static_cast<const xcb_window_t*>(xcb_get_property_value(list.get()));
-        const std::vector<xcb_window_t> clients(data, data + xcb_get_property_value_length(list.get()) / 4);
+        const std::vector<xcb_window_t> windows = windowList(m_root, m_clientListAtom);
         std::vector<xcb_get_property_cookie_t> types;
-        for (xcb_window_t w : clients) types.push_back(xcb_get_property(m_c, 0, w, m_typeAtom, XCB_ATOM_ATOM, 0, 16));
-        std::vector<xcb_window_t> frames;
-        for (size_t i = 0; i < clients.size(); ++i) {
-            Reply<xcb_get_property_reply_t> type(xcb_get_property_reply(m_c, types[i], nullptr));
-            if (!type || type->format != 32) continue;
-            const auto* t = static_cast<const xcb_atom_t*>(xcb_get_property_value(type.get()));
-            const auto* end = t + xcb_get_property_value_length(type.get()) / 4;
-            if (std::find(t, end, m_desktopTypeAtom) == end) continue;
-            // Up from the client to its frame, the child of the root.
-            for (xcb_window_t w = clients[i];;) {
+        for (xcb_window_t w : windows) types.push_back(xcb_get_property(m_c, 0, w, m_typeAtom, XCB_ATOM_ATOM, 0, 16));
+        std::vector<Client> out;
+        for (size_t i = 0; i < windows.size(); ++i) {
+            Client client{windows[i], XCB_WINDOW_NONE, false, false};
+            if (Reply<xcb_get_property_reply_t> type(xcb_get_property_reply(m_c, types[i], nullptr));
+                type && type->format == 32) {
+                const auto* t = static_cast<const xcb_atom_t*>(xcb_get_property_value(type.get()));
+                const auto* end = t + xcb_get_property_value_length(type.get()) / 4;
+                client.desktop = std::find(t, end, m_desktopTypeAtom) != end;
+                client.dock = std::find(t, end, m_dockTypeAtom) != end;
+            }
+            for (xcb_window_t w = windows[i];;) {
                 Reply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(m_c, xcb_query_tree(m_c, w), nullptr));
                 if (!tree) break;
                 if (tree->parent == m_root) {
-                    frames.push_back(w);
+                    client.frame = w;
                     break;
                 }
                 w = tree->parent;
             }
+            if (client.frame != XCB_WINDOW_NONE) out.push_back(client);
         }
+        return out;
+    }
+
+    std::vector<xcb_window_t> desktopFrames()
+    {
+        std::vector<xcb_window_t> frames;
+        for (const Client& client : clients())
+            if (client.desktop) frames.push_back(client.frame);
         return frames;
+    }
+
+    // Whether some ordinary window is on screen again: the end of an iconifying show-desktop.
+    bool anOrdinaryWindowShows()
+    {
+        for (const Client& client : clients()) {
+            if (client.desktop || client.dock || find(client.window)) continue;
+            Reply<xcb_get_window_attributes_reply_t> a(
+                xcb_get_window_attributes_reply(m_c, xcb_get_window_attributes(m_c, client.window), nullptr));
+            if (a && a->map_state == XCB_MAP_STATE_VIEWABLE) return true;
+        }
+        return false;
     }
 
     xcb_connection_t* m_c;
     xcb_window_t m_root;
-    xcb_atom_t m_showingAtom, m_clientsAtom, m_typeAtom, m_desktopTypeAtom;
+    xcb_atom_t m_showingAtom, m_wmStateAtom, m_activeAtom, m_clientListAtom, m_typeAtom, m_desktopTypeAtom, m_dockTypeAtom;
     uint32_t m_rootMask = 0;
     bool m_qtWatchesChildren = false;
-    bool m_showing = false;
+    Reason m_reason = Reason::none;
     bool m_watchingStack = false;
     std::vector<Piece> m_pieces;
     QTimer m_settle;

@@ -62,12 +62,13 @@ private:
 
     QImage screenshot() { return velora::testing::screenshot(m_c); }
 
-    void rootMessage(const char* type, std::array<uint32_t, 5> data)
+    // A request to the window manager about `w` (the root for requests about the whole screen).
+    void rootMessage(const char* type, std::array<uint32_t, 5> data, xcb_window_t w = 0)
     {
         xcb_client_message_event_t e = {};
         e.response_type = XCB_CLIENT_MESSAGE;
         e.format = 32;
-        e.window = m_root;
+        e.window = w ? w : m_root;
         e.type = atom(type);
         std::copy(data.begin(), data.end(), e.data.data32);
         xcb_send_event(m_c, 0, m_root, XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
@@ -122,6 +123,12 @@ private:
                      qPrintable(QStringLiteral("another popup: 0x%1").arg(w, 0, 16)));
         m_x.xdotool({"mouseup", "3", "key", "Escape"});
         QTRY_VERIFY_WITH_TIMEOUT(!viewable(menu), 5000);
+    }
+
+    bool isClient(xcb_window_t w)
+    {
+        const auto clients = property(m_root, "_NET_CLIENT_LIST");
+        return std::find(clients.begin(), clients.end(), w) != clients.end();
     }
 
     bool showingDesktop()
@@ -247,8 +254,7 @@ private slots:
         const QRgb uncovered = shot.pixel(overlap);
         QVERIFY2(!near(uncovered, QColor(0x20, 0x40, 0xC0), 20) && !near(uncovered, rootQColor, 20),
                  qPrintable("where the ordinary window was: " + describe(uncovered)));
-        const auto clients = property(m_root, "_NET_CLIENT_LIST");
-        QVERIFY2(std::find(clients.begin(), clients.end(), panel) == clients.end(), "no taskbar or pager lists it");
+        QVERIFY2(!isClient(panel), "no taskbar or pager lists it");
 
         rightClickOpensOnlyOurMenu(free);
         m_probeOutput.clear();
@@ -283,6 +289,19 @@ private slots:
         QVERIFY2(!(rootGeometry(panel) & ng).isEmpty() && near(back.pixel(stillOverlap), QColor(0x20, 0x40, 0xC0), 0),
                  qPrintable("where they overlap: " + describe(back.pixel(stillOverlap))));
         rightClickOpensOnlyOurMenu(free + by);
+
+        // A show-desktop that iconifies everything instead (fluxbox's): the piece stays until an
+        // ordinary window is back.
+        constexpr uint32_t iconic = 3;
+        rootMessage("WM_CHANGE_STATE", {iconic, 0, 0, 0, 0}, normal);
+        rootMessage("WM_CHANGE_STATE", {iconic, 0, 0, 0, 0}, panel);
+        QTRY_VERIFY_WITH_TIMEOUT(!viewable(normal) && viewable(panel) && !isClient(panel), 5000);
+        constexpr uint32_t fromPager = 2;
+        rootMessage("_NET_ACTIVE_WINDOW", {fromPager, 0, 0, 0, 0}, normal);
+        QTRY_VERIFY_WITH_TIMEOUT(viewable(normal), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(viewable(panel), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(isClient(panel), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(near(screenshot().pixel(stillOverlap), QColor(0x20, 0x40, 0xC0), 0), 5000);
     }
 
     void cleanupTestCase()
