@@ -221,15 +221,17 @@ public:
         case XCB_DESTROY_NOTIFY:
         case XCB_CIRCULATE_NOTIFY:
         case XCB_GRAVITY_NOTIFY: {
-            // All begin with the window that was told and the window it is about. Those about the
-            // root's children came for the stand-ins only; Qt would take one for the root's own.
+            // Each begins with the window told and the window it is about. Those the root is told
+            // about its children come while stand-ins are watched.
             uint32_t told = 0, about = 0;
             std::memcpy(&told, reinterpret_cast<const char*>(e) + 4, 4);
             std::memcpy(&about, reinterpret_cast<const char*>(e) + 8, 4);
             if (told != m_root || about == m_root || !m_watchingStack) return false;
-            if (!m_restack.isActive()) m_restack.start();
-            // Qt takes a ConfigureNotify from the root for a change of screens.
-            return !m_qtWatchesChildren && (e->response_type & 0x7f) == XCB_CONFIGURE_NOTIFY;
+            const bool configure = (e->response_type & 0x7f) == XCB_CONFIGURE_NOTIFY;
+            // A stand-in moved by a drag or by the restack itself changes nothing below it.
+            if (!(configure && find(about)) && !m_restack.isActive()) m_restack.start();
+            // Qt reads any ConfigureNotify the root is told as a change of screens.
+            return configure && !m_qtWatchesChildren;
         }
         default:
             return false;

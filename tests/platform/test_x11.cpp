@@ -223,8 +223,9 @@ private slots:
         QVERIFY(viewable(panel));
     }
 
-    // "Show desktop" hides the ordinary window and leaves the piece where it is, drawn, in no
-    // taskbar, unfocused and taking its own clicks; when it ends, the ordinary window is back above.
+    // "Show desktop" hides the ordinary window and leaves the piece where it is, drawn over the
+    // desktop's icon window and under a dock, in no taskbar, unfocused and taking its own clicks;
+    // when it ends, the ordinary window is back above.
     void aPieceStaysWhenTheDesktopIsShown()
     {
         if (QStandardPaths::findExecutable("xdotool").isEmpty()) QSKIP("xdotool is not installed");
@@ -235,6 +236,11 @@ private slots:
         m_probeOutput.clear();
         m_probe.write("lock\n"); // unlocked again after the first test
         QCOMPARE(waitForLine("LOCKED", 5000), QStringLiteral("LOCKED 0"));
+        m_probe.write("icons\n");
+        const QStringList i = waitForLine("ICONS", 5000).split(' ');
+        QCOMPARE(i.size(), 4);
+        const auto icons = xcb_window_t(i[1].toULongLong()), dock = xcb_window_t(i[2].toULongLong());
+        QTRY_VERIFY_WITH_TIMEOUT(viewable(icons) && viewable(dock), 5000);
         const QRect pg = rootGeometry(panel), ng = rootGeometry(normal);
         const QPoint overlap = (pg & ng).center();
         QVERIFY(!(pg & ng).isEmpty());
@@ -249,12 +255,19 @@ private slots:
         QCOMPARE(rootGeometry(panel), pg);
         const QImage shot = screenshot();
         QVERIFY(shot.save(QDir(QCoreApplication::applicationDirPath()).filePath("x11-desktop-shown.png")));
-        const QRgb mat = shot.pixel(pg.x() + m + 4, pg.center().y());
-        QVERIFY2(near(mat, QColor(251, 251, 251), 8), qPrintable("gallery mat shows " + describe(mat)));
+        const QPoint matAt(pg.x() + m + 4, pg.center().y()), dockAt(matAt.x(), i[3].toInt());
+        QVERIFY2(near(shot.pixel(matAt), QColor(251, 251, 251), 8), qPrintable("gallery mat shows " + describe(shot.pixel(matAt))));
+        QVERIFY2(near(shot.pixel(dockAt), QColor(0x30, 0xA0, 0xA0), 0), qPrintable("the dock shows " + describe(shot.pixel(dockAt))));
         const QRgb uncovered = shot.pixel(overlap);
         QVERIFY2(!near(uncovered, QColor(0x20, 0x40, 0xC0), 20) && !near(uncovered, rootQColor, 20),
                  qPrintable("where the ordinary window was: " + describe(uncovered)));
         QVERIFY2(!isClient(panel), "no taskbar or pager lists it");
+
+        // A click on the desktop raises the icon window (openbox does); the piece goes over it again.
+        m_x.xdotool({"mousemove", "900", "700", "click", "1"});
+        QTest::qWait(300);
+        QTRY_VERIFY_WITH_TIMEOUT(near(screenshot().pixel(matAt), QColor(251, 251, 251), 8), 5000);
+        QVERIFY(showingDesktop());
 
         rightClickOpensOnlyOurMenu(free);
         m_probeOutput.clear();
