@@ -125,6 +125,15 @@ private:
         QTRY_VERIFY_WITH_TIMEOUT(!viewable(menu), 5000);
     }
 
+    // The first of the states that keep a piece below, out of taskbars and pagers that `w` lacks.
+    const char* missingState(xcb_window_t w)
+    {
+        const auto state = property(w, "_NET_WM_STATE");
+        for (const char* s : {"_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER", "_NET_WM_STATE_BELOW"})
+            if (std::find(state.begin(), state.end(), atom(s)) == state.end()) return s;
+        return nullptr;
+    }
+
     bool isClient(xcb_window_t w)
     {
         const auto clients = property(m_root, "_NET_CLIENT_LIST");
@@ -167,9 +176,7 @@ private slots:
 
         // Every workspace, no taskbar or pager, below, no focus, a normal window without a parent.
         QCOMPARE(property(panel, "_NET_WM_DESKTOP"), std::vector<uint32_t>{0xFFFFFFFFu});
-        const auto state = property(panel, "_NET_WM_STATE");
-        for (const char* s : {"_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER", "_NET_WM_STATE_BELOW"})
-            QVERIFY2(std::find(state.begin(), state.end(), atom(s)) != state.end(), s);
+        QCOMPARE(missingState(panel), nullptr);
         QCOMPARE(property(panel, "_NET_WM_WINDOW_TYPE"), std::vector<uint32_t>{atom("_NET_WM_WINDOW_TYPE_NORMAL")});
         const auto hints = property(panel, "WM_HINTS");
         QVERIFY(hints.size() >= 2 && (hints[0] & 1) && hints[1] == 0);
@@ -246,7 +253,6 @@ private slots:
         QVERIFY(!(pg & ng).isEmpty());
         const QPoint free = pg.topLeft() + QPoint(m + 30, m + 30);
         QVERIFY(!ng.contains(free));
-        rightClickOpensOnlyOurMenu(free);
 
         rootMessage("_NET_SHOWING_DESKTOP", {1, 0, 0, 0, 0});
         QTRY_VERIFY_WITH_TIMEOUT(showingDesktop() && !viewable(normal) && viewable(panel), 5000);
@@ -280,19 +286,16 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(panel).topLeft(), pg.topLeft() + by, 5000);
         QVERIFY(!waitForLine("PLACED", 5000).isEmpty());
         QVERIFY(showingDesktop());
-        QCOMPARE(m_x.activeWindow() == panel, false);
+        QVERIFY(m_x.activeWindow() != panel);
 
         rootMessage("_NET_SHOWING_DESKTOP", {0, 0, 0, 0, 0});
-        QTRY_VERIFY_WITH_TIMEOUT(!showingDesktop() && viewable(normal) && viewable(panel), 5000);
-        QTRY_VERIFY_WITH_TIMEOUT(property(panel, "_NET_WM_STATE").size() >= 3, 5000);
+        // Withdrawn, it lost the window manager's states; they are back with it.
+        QTRY_VERIFY_WITH_TIMEOUT(!showingDesktop() && viewable(normal) && viewable(panel) && !missingState(panel), 5000);
         QTest::qWait(300);
         const auto stacking = property(m_root, "_NET_CLIENT_LIST_STACKING");
         const auto pi = std::find(stacking.begin(), stacking.end(), panel);
         const auto ni = std::find(stacking.begin(), stacking.end(), normal);
         QVERIFY2(pi != stacking.end() && ni != stacking.end() && pi < ni, "managed again, below the ordinary window");
-        const auto state = property(panel, "_NET_WM_STATE");
-        for (const char* s : {"_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER", "_NET_WM_STATE_BELOW"})
-            QVERIFY2(std::find(state.begin(), state.end(), atom(s)) != state.end(), s);
         QCOMPARE(property(panel, "_NET_WM_DESKTOP"), std::vector<uint32_t>{0xFFFFFFFFu});
         QVERIFY(m_x.activeWindow() != panel);
         QCOMPARE(rootGeometry(panel).topLeft(), pg.topLeft() + by);
@@ -311,9 +314,7 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(!viewable(normal) && viewable(panel) && !isClient(panel), 5000);
         constexpr uint32_t fromPager = 2;
         rootMessage("_NET_ACTIVE_WINDOW", {fromPager, 0, 0, 0, 0}, normal);
-        QTRY_VERIFY_WITH_TIMEOUT(viewable(normal), 5000);
-        QTRY_VERIFY_WITH_TIMEOUT(viewable(panel), 5000);
-        QTRY_VERIFY_WITH_TIMEOUT(isClient(panel), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(viewable(normal) && viewable(panel) && isClient(panel), 5000);
         QTRY_VERIFY_WITH_TIMEOUT(near(screenshot().pixel(stillOverlap), QColor(0x20, 0x40, 0xC0), 0), 5000);
     }
 
