@@ -266,7 +266,10 @@ private:
         m_rootMask = attributes ? attributes->your_event_mask : 0;
         m_qtWatchesChildren = m_rootMask & XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
         selectOnRoot(m_rootMask | XCB_EVENT_MASK_PROPERTY_CHANGE);
-        if (readShowing()) m_reason = Reason::showingDesktop;
+        if (readShowing()) {
+            m_reason = Reason::showingDesktop;
+            watchStack(true);
+        }
 
         m_settle.setInterval(20);
         connect(&m_settle, &QTimer::timeout, this, &ShowDesktopFollower::settle);
@@ -347,8 +350,16 @@ private:
         xcb_flush(m_c);
         m_settleStart.start();
         m_settle.start();
-        if (!m_qtWatchesChildren) selectOnRoot(m_rootMask | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY);
-        m_watchingStack = true;
+        watchStack(true);
+    }
+
+    // Restacks and windows coming or going, told to the root, while there are stand-ins.
+    void watchStack(bool on)
+    {
+        m_watchingStack = on;
+        if (m_qtWatchesChildren) return;
+        const uint32_t children = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
+        selectOnRoot(on ? m_rootMask | children : m_rootMask & ~children);
     }
 
     // Maps each withdrawn piece as a stand-in once the window manager has let go of it: back on
@@ -405,8 +416,7 @@ private:
     {
         m_settle.stop();
         m_restack.stop();
-        m_watchingStack = false;
-        if (!m_qtWatchesChildren) selectOnRoot(m_rootMask & ~uint32_t(XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY));
+        watchStack(false);
         const Atoms a(m_c);
         for (Piece& p : m_pieces) {
             if (p.mode == Mode::managed || !p.window) continue;
