@@ -274,6 +274,12 @@ private slots:
         QTest::qWait(300);
         QTRY_VERIFY_WITH_TIMEOUT(near(screenshot().pixel(matAt), QColor(251, 251, 251), 8), 5000);
         QVERIFY(showingDesktop());
+        rootMessage("_NET_CURRENT_DESKTOP", {1, 0, 0, 0, 0});
+        QTRY_COMPARE_WITH_TIMEOUT(property(m_root, "_NET_CURRENT_DESKTOP"), std::vector<uint32_t>{1}, 5000);
+        QTest::qWait(200);
+        QVERIFY(viewable(panel) && showingDesktop());
+        rootMessage("_NET_CURRENT_DESKTOP", {0, 0, 0, 0, 0});
+        QTRY_COMPARE_WITH_TIMEOUT(property(m_root, "_NET_CURRENT_DESKTOP"), std::vector<uint32_t>{0}, 5000);
 
         rightClickOpensOnlyOurMenu(free);
         m_probeOutput.clear();
