@@ -230,8 +230,9 @@ public:
             const bool configure = (e->response_type & 0x7f) == XCB_CONFIGURE_NOTIFY;
             // A stand-in moved by a drag or by the restack itself changes nothing below it.
             if (!(configure && find(about)) && !m_restack.isActive()) m_restack.start();
-            // Qt reads any ConfigureNotify the root is told as a change of screens.
-            return configure && !m_qtWatchesChildren;
+            // Qt reads any ConfigureNotify the root is told as a change of screens; those that
+            // come only because of us are kept from it.
+            return configure && m_addedChildren;
         }
         default:
             return false;
@@ -261,11 +262,8 @@ private:
         , m_desktopTypeAtom(atom(c, "_NET_WM_WINDOW_TYPE_DESKTOP"))
         , m_dockTypeAtom(atom(c, "_NET_WM_WINDOW_TYPE_DOCK"))
     {
-        Reply<xcb_get_window_attributes_reply_t> attributes(
-            xcb_get_window_attributes_reply(c, xcb_get_window_attributes(c, root), nullptr));
-        m_rootMask = attributes ? attributes->your_event_mask : 0;
-        m_qtWatchesChildren = m_rootMask & XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
-        selectOnRoot(m_rootMask | XCB_EVENT_MASK_PROPERTY_CHANGE);
+        const uint32_t mask = rootMask();
+        if (!(mask & XCB_EVENT_MASK_PROPERTY_CHANGE)) setRootMask(mask | XCB_EVENT_MASK_PROPERTY_CHANGE);
         if (readShowing()) {
             m_reason = Reason::showingDesktop;
             watchStack(true);
@@ -302,10 +300,17 @@ private:
         std::erase_if(m_pieces, [w](const Piece& p) { return p.id == w; });
     }
 
-    void selectOnRoot(uint32_t mask)
+    // The events this connection (Qt's) selects on the root, changed bit by bit: they are shared.
+    uint32_t rootMask()
+    {
+        Reply<xcb_get_window_attributes_reply_t> a(
+            xcb_get_window_attributes_reply(m_c, xcb_get_window_attributes(m_c, m_root), nullptr));
+        return a ? a->your_event_mask : 0;
+    }
+
+    void setRootMask(uint32_t mask)
     {
         xcb_change_window_attributes(m_c, m_root, XCB_CW_EVENT_MASK, &mask);
-        m_rootMask = mask;
     }
 
     bool readShowing()
@@ -357,9 +362,15 @@ private:
     void watchStack(bool on)
     {
         m_watchingStack = on;
-        if (m_qtWatchesChildren) return;
-        const uint32_t children = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
-        selectOnRoot(on ? m_rootMask | children : m_rootMask & ~children);
+        constexpr uint32_t children = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
+        const uint32_t mask = rootMask();
+        if (on && !(mask & children)) {
+            setRootMask(mask | children);
+            m_addedChildren = true;
+        } else if (!on && m_addedChildren) {
+            setRootMask(mask & ~children);
+            m_addedChildren = false;
+        }
     }
 
     // Maps each withdrawn piece as a stand-in once the window manager has let go of it: back on
@@ -534,8 +545,7 @@ private:
     xcb_connection_t* m_c;
     xcb_window_t m_root;
     xcb_atom_t m_showingAtom, m_wmStateAtom, m_activeAtom, m_clientListAtom, m_typeAtom, m_desktopTypeAtom, m_dockTypeAtom;
-    uint32_t m_rootMask = 0;
-    bool m_qtWatchesChildren = false;
+    bool m_addedChildren = false; // to the root's event mask
     Reason m_reason = Reason::none;
     bool m_watchingStack = false;
     std::vector<Piece> m_pieces;
