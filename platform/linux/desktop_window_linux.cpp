@@ -4,6 +4,7 @@
 #include "desktop_window.h"
 
 #include <QAbstractNativeEventFilter>
+#include <QEvent>
 #include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QPointer>
@@ -151,8 +152,8 @@ void setOverrideRedirect(xcb_connection_t* c, xcb_window_t w, bool on)
 // manager's full-screen icon window, which openbox raises over it at every click on the desktop;
 // docks stay above ordinary windows. So for as long as the desktop is shown, each piece leaves the
 // window manager: it is withdrawn, comes back as an override-redirect window that nothing hides,
-// and is kept just above the topmost desktop window (the icon window), or at the bottom of the
-// stack. Override-redirect, it is on every workspace, in no taskbar or pager, never given focus,
+// typed as a desktop window, and is kept just above the topmost desktop window (the icon window),
+// or else at the bottom of the stack, above what the window manager keeps there. Override-redirect, it is on every workspace, in no taskbar or pager, never given focus,
 // and its clicks reach no window-manager binding. When the desktop stops being shown (the root
 // property goes off, or after an iconifying show-desktop, an ordinary window is mapped again), the
 // pieces are managed windows again, in the below layer under the windows coming back.
@@ -173,7 +174,7 @@ public:
         connect(window, &QObject::destroyed, this, [this, w] { forget(w); });
         // Created while the desktop is shown: its first map is as a stand-in already.
         if (m_reason != Reason::none) {
-            setOverrideRedirect(m_c, w, true);
+            makeStandIn(w);
             m_pieces.back().mode = Mode::standingIn;
         }
     }
@@ -185,8 +186,23 @@ public:
         Piece* piece = find(xcb_window_t(window->winId()));
         if (!piece || piece->mode == Mode::managed) return true;
         if (piece->mode == Mode::standingIn) {
-            setOverrideRedirect(m_c, piece->id, true);
+            makeStandIn(piece->id);
             restack();
+        }
+        return false;
+    }
+
+    // A stand-in's own popups (its menu) are typed as desktop windows too, before they are mapped:
+    // mutter does not follow WM_TRANSIENT_FOR from an override-redirect window to its owner.
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() != QEvent::Show || m_reason == Reason::none || !watched->isWindowType()) return false;
+        const QWindow* owner = static_cast<QWindow*>(watched)->transientParent();
+        const Piece* piece = owner && owner->handle() ? find(xcb_window_t(owner->winId())) : nullptr;
+        if (piece && piece->mode == Mode::standingIn) {
+            const auto w = xcb_window_t(static_cast<QWindow*>(watched)->winId());
+            xcb_change_property(m_c, XCB_PROP_MODE_REPLACE, w, m_typeAtom, XCB_ATOM_ATOM, 32, 1, &m_desktopTypeAtom);
+            xcb_flush(m_c);
         }
         return false;
     }
@@ -282,11 +298,20 @@ private:
             restack();
         });
         qGuiApp->installNativeEventFilter(this);
+        qGuiApp->installEventFilter(this);
     }
 
     ~ShowDesktopFollower() override
     {
         if (qGuiApp) qGuiApp->removeNativeEventFilter(this);
+    }
+
+    // Typed as a desktop window too: mutter leaves show-desktop mode (and minimizes every other
+    // window) when any window but a desktop or dock window is mapped, override-redirect or not.
+    void makeStandIn(xcb_window_t w)
+    {
+        setOverrideRedirect(m_c, w, true);
+        xcb_change_property(m_c, XCB_PROP_MODE_REPLACE, w, m_typeAtom, XCB_ATOM_ATOM, 32, 1, &m_desktopTypeAtom);
     }
 
     Piece* find(xcb_window_t w)
@@ -337,7 +362,7 @@ private:
         std::erase_if(m_pieces, [](const Piece& p) { return !p.window; });
         for (Piece& p : m_pieces) {
             if (!p.window->isVisible()) {
-                setOverrideRedirect(m_c, p.id, true);
+                makeStandIn(p.id);
                 p.mode = Mode::standingIn;
                 continue;
             }
@@ -394,7 +419,7 @@ private:
                 const QPoint at = p.window->position();
                 xcb_reparent_window(m_c, p.id, m_root, int16_t(at.x()), int16_t(at.y()));
             }
-            setOverrideRedirect(m_c, p.id, true);
+            makeStandIn(p.id);
             if (p.window->isVisible()) xcb_map_window(m_c, p.id);
             p.mode = Mode::standingIn;
         }
@@ -456,12 +481,9 @@ private:
         if (!tree) return;
         const xcb_window_t* children = xcb_query_tree_children(tree.get());
         const std::vector<xcb_window_t> stack(children, children + xcb_query_tree_children_length(tree.get()));
-        const std::vector<xcb_window_t> desktops = desktopFrames();
 
         // Bottom to top: where the lowest stand-in belongs, then the stand-ins as they are now.
-        int floor = -1;
-        for (int i = 0; i < int(stack.size()); ++i)
-            if (std::find(desktops.begin(), desktops.end(), stack[size_t(i)]) != desktops.end()) floor = i;
+        const int floor = floorIn(stack);
         std::stable_sort(standIns.begin(), standIns.end(), [&](xcb_window_t x, xcb_window_t y) {
             return std::find(stack.begin(), stack.end(), x) < std::find(stack.begin(), stack.end(), y);
         });
@@ -486,21 +508,27 @@ private:
         xcb_flush(m_c);
     }
 
-    // The managed clients and, for each, its frame (the child of the root that holds it) and
-    // whether it is a desktop window (the background or the file manager's icon window) or a
-    // dock, which show-desktop leaves alone.
+    // The managed clients and, for each, its frame (the child of the root that holds it), whether
+    // it is a desktop window (the background or the file manager's icon window) or a dock, which
+    // show-desktop leaves alone, and whether it is hidden (iconic).
     struct Client {
         xcb_window_t window, frame;
-        bool desktop, dock;
+        bool desktop, dock, hidden;
     };
     std::vector<Client> clients()
     {
         const std::vector<xcb_window_t> windows = windowList(m_root, m_clientListAtom);
-        std::vector<xcb_get_property_cookie_t> types;
-        for (xcb_window_t w : windows) types.push_back(xcb_get_property(m_c, 0, w, m_typeAtom, XCB_ATOM_ATOM, 0, 16));
+        std::vector<xcb_get_property_cookie_t> types, states;
+        for (xcb_window_t w : windows) {
+            types.push_back(xcb_get_property(m_c, 0, w, m_typeAtom, XCB_ATOM_ATOM, 0, 16));
+            states.push_back(xcb_get_property(m_c, 0, w, m_wmStateAtom, m_wmStateAtom, 0, 1));
+        }
         std::vector<Client> out;
         for (size_t i = 0; i < windows.size(); ++i) {
-            Client client{windows[i], XCB_WINDOW_NONE, false, false};
+            Client client{windows[i], XCB_WINDOW_NONE, false, false, false};
+            if (Reply<xcb_get_property_reply_t> state(xcb_get_property_reply(m_c, states[i], nullptr));
+                state && state->format == 32 && xcb_get_property_value_length(state.get()) >= 4)
+                client.hidden = *static_cast<const uint32_t*>(xcb_get_property_value(state.get())) == iconicState;
             if (Reply<xcb_get_property_reply_t> type(xcb_get_property_reply(m_c, types[i], nullptr));
                 type && type->format == 32) {
                 const auto* t = static_cast<const xcb_atom_t*>(xcb_get_property_value(type.get()));
@@ -522,12 +550,38 @@ private:
         return out;
     }
 
-    std::vector<xcb_window_t> desktopFrames()
+    // The index in `stack` (the root's children, bottom to top) right above which the stand-ins
+    // go: the topmost desktop window, else the input-only window some window managers keep over
+    // the windows they hide (mutter's "guard window", which takes their clicks), else none (-1).
+    int floorIn(const std::vector<xcb_window_t>& stack)
     {
-        std::vector<xcb_window_t> frames;
-        for (const Client& client : clients())
-            if (client.desktop) frames.push_back(client.frame);
-        return frames;
+        const auto indexOf = [&](xcb_window_t w) {
+            const auto it = std::find(stack.begin(), stack.end(), w);
+            return it == stack.end() ? -1 : int(it - stack.begin());
+        };
+        int desktop = -1, lowestShown = int(stack.size());
+        for (const Client& client : clients()) {
+            const int at = indexOf(client.frame);
+            if (at < 0) continue;
+            if (client.desktop)
+                desktop = std::max(desktop, at);
+            else if (!client.hidden)
+                lowestShown = std::min(lowestShown, at);
+        }
+        if (desktop >= 0) return desktop;
+        const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(m_c)).data;
+        int guard = -1;
+        for (int i = 0; i < lowestShown; ++i) {
+            Reply<xcb_get_window_attributes_reply_t> a(
+                xcb_get_window_attributes_reply(m_c, xcb_get_window_attributes(m_c, stack[size_t(i)]), nullptr));
+            if (!a || a->_class != XCB_WINDOW_CLASS_INPUT_ONLY || a->map_state != XCB_MAP_STATE_VIEWABLE) continue;
+            Reply<xcb_get_geometry_reply_t> g(
+                xcb_get_geometry_reply(m_c, xcb_get_geometry(m_c, stack[size_t(i)]), nullptr));
+            if (g && g->x <= 0 && g->y <= 0 && g->x + g->width >= screen->width_in_pixels &&
+                g->y + g->height >= screen->height_in_pixels)
+                guard = i;
+        }
+        return guard;
     }
 
     // Whether some ordinary window is on screen again: the end of an iconifying show-desktop.
