@@ -151,12 +151,13 @@ void setOverrideRedirect(xcb_connection_t* c, xcb_window_t w, bool on)
 // are worse the rest of the time: a desktop window shares the bottom layer with the file
 // manager's full-screen icon window, which openbox raises over it at every click on the desktop;
 // docks stay above ordinary windows. So for as long as the desktop is shown, each piece leaves the
-// window manager: it is withdrawn, comes back as an override-redirect window that nothing hides,
-// typed as a desktop window, and is kept just above the topmost desktop window (the icon window),
-// or else at the bottom of the stack, above what the window manager keeps there. Override-redirect, it is on every workspace, in no taskbar or pager, never given focus,
-// and its clicks reach no window-manager binding. When the desktop stops being shown (the root
-// property goes off, or after an iconifying show-desktop, an ordinary window is mapped again), the
-// pieces are managed windows again, in the below layer under the windows coming back.
+// window manager: it is withdrawn and comes back as an override-redirect window, which nothing
+// hides, typed as a desktop window. It is kept just above the topmost desktop window (the icon
+// window), or else at the bottom of the stack, above what the window manager keeps there; docks
+// stay above it. Override-redirect, it is on every workspace, in no taskbar or pager, never given
+// focus, and its clicks reach no window-manager binding. When the desktop stops being shown (the
+// root property goes off, or after an iconifying show-desktop, an ordinary window is on screen
+// again), the pieces are managed windows again, in the below layer under the windows coming back.
 class ShowDesktopFollower final : public QObject, public QAbstractNativeEventFilter {
 public:
     static ShowDesktopFollower* of(xcb_connection_t* c, xcb_window_t root)
@@ -598,7 +599,8 @@ private:
 
     xcb_connection_t* m_c;
     xcb_window_t m_root;
-    xcb_atom_t m_showingAtom, m_wmStateAtom, m_activeAtom, m_clientListAtom, m_typeAtom, m_desktopTypeAtom, m_dockTypeAtom;
+    xcb_atom_t m_showingAtom, m_wmStateAtom, m_activeAtom, m_clientListAtom;
+    xcb_atom_t m_typeAtom, m_desktopTypeAtom, m_dockTypeAtom;
     bool m_addedChildren = false; // to the root's event mask
     Reason m_reason = Reason::none;
     bool m_watchingStack = false;

@@ -262,8 +262,10 @@ private slots:
         const QImage shot = screenshot();
         QVERIFY(shot.save(QDir(QCoreApplication::applicationDirPath()).filePath("x11-desktop-shown.png")));
         const QPoint matAt(pg.x() + m + 4, pg.center().y()), dockAt(matAt.x(), i[3].toInt());
-        QVERIFY2(near(shot.pixel(matAt), QColor(251, 251, 251), 8), qPrintable("gallery mat shows " + describe(shot.pixel(matAt))));
-        QVERIFY2(near(shot.pixel(dockAt), QColor(0x30, 0xA0, 0xA0), 0), qPrintable("the dock shows " + describe(shot.pixel(dockAt))));
+        QVERIFY2(near(shot.pixel(matAt), QColor(251, 251, 251), 8),
+                 qPrintable("gallery mat shows " + describe(shot.pixel(matAt))));
+        QVERIFY2(near(shot.pixel(dockAt), QColor(0x30, 0xA0, 0xA0), 0),
+                 qPrintable("the dock shows " + describe(shot.pixel(dockAt))));
         const QRgb uncovered = shot.pixel(overlap);
         QVERIFY2(!near(uncovered, QColor(0x20, 0x40, 0xC0), 20) && !near(uncovered, rootQColor, 20),
                  qPrintable("where the ordinary window was: " + describe(uncovered)));
@@ -296,7 +298,8 @@ private slots:
 
         rootMessage("_NET_SHOWING_DESKTOP", {0, 0, 0, 0, 0});
         // Withdrawn, it lost the window manager's states; they are back with it.
-        QTRY_VERIFY_WITH_TIMEOUT(!showingDesktop() && viewable(normal) && viewable(panel) && !missingState(panel), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(!showingDesktop() && viewable(normal) && viewable(panel) && !missingState(panel),
+                                 5000);
         QTest::qWait(300);
         const auto stacking = property(m_root, "_NET_CLIENT_LIST_STACKING");
         const auto pi = std::find(stacking.begin(), stacking.end(), panel);

@@ -126,7 +126,8 @@ int main(int argc, char** argv)
         const QByteArray command = QByteArray(buffer, int(n)).trimmed();
         if (command == "icons") {
             const auto intern = [c](const char* name) {
-                xcb_intern_atom_reply_t* r = xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, uint16_t(std::strlen(name)), name), nullptr);
+                xcb_intern_atom_reply_t* r =
+                    xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, uint16_t(std::strlen(name)), name), nullptr);
                 const xcb_atom_t a = r ? r->atom : xcb_atom_t(XCB_ATOM_NONE);
                 std::free(r);
                 return a;
@@ -138,7 +139,8 @@ int main(int argc, char** argv)
                                   uint16_t(r.height()), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
                                   XCB_CW_BACK_PIXEL, &colour);
                 const xcb_atom_t t = intern(type);
-                xcb_change_property(c, XCB_PROP_MODE_REPLACE, w, intern("_NET_WM_WINDOW_TYPE"), XCB_ATOM_ATOM, 32, 1, &t);
+                xcb_change_property(c, XCB_PROP_MODE_REPLACE, w, intern("_NET_WM_WINDOW_TYPE"), XCB_ATOM_ATOM, 32, 1,
+                                    &t);
                 std::array<uint32_t, 18> hints{};
                 hints[0] = 1 | 2;
                 hints[1] = uint32_t(r.x());
