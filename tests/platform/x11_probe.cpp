@@ -107,11 +107,15 @@ int main(int argc, char** argv)
         out << "READY " << panel->winId() << ' ' << normal.winId() << ' ' << panel->margin() << ' '
             << panel->frame().width << ' ' << panel->frame().height << Qt::endl;
     });
-    // Report each stored placement, so that the test can follow a drag.
+    // Report each new stored placement once, so that the test can follow a drag (a drop stores
+    // the display first, then the place).
+    Point printed = piece.placements.value(screens.first().key);
     QObject::connect(&studio, &Studio::changed, [&] {
         const Piece* p = studio.piece(piece.id);
         if (!p) return;
         const Point at = p->placements.value(screens.first().key);
+        if (at == printed) return;
+        printed = at;
         QTextStream(stdout) << "PLACED " << at.x << ' ' << at.y << Qt::endl;
     });
     // "lock" on standard input toggles the piece's lock.
