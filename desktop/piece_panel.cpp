@@ -109,12 +109,20 @@ void PiecePanel::setFrame(const Rect& frame)
         m_resizeFrom = m_frame;
         m_resizeTo = frame;
         m_resizing = true;
+        Platform::setClearOnGrow(windowHandle(), true);
         stepResize();
         return;
     }
-    m_resizing = false;
+    endResize();
     m_frame = frame;
     applyGeometry();
+}
+
+void PiecePanel::endResize()
+{
+    if (!m_resizing) return;
+    m_resizing = false;
+    Platform::setClearOnGrow(windowHandle(), false);
 }
 
 void PiecePanel::stepResize()
@@ -122,7 +130,7 @@ void PiecePanel::stepResize()
     if (!m_resizing) return;
     const qreal t = m_content->crossfadeProgress();
     if (t >= 1.0) {
-        m_resizing = false;
+        endResize();
         m_frame = m_resizeTo;
     } else {
         const qreal e = Crossfade::eased(t);
@@ -217,7 +225,7 @@ void PiecePanel::release()
     m_glide.stop();
     m_dragWatch.stop();
     m_dragging = false;
-    m_resizing = false;
+    endResize();
     hide();
     deleteLater();
 }
@@ -239,7 +247,7 @@ void PiecePanel::mousePressEvent(QMouseEvent* event)
             moveOrigin(m_glideTarget);
         }
         if (m_resizing) {
-            m_resizing = false;
+            endResize();
             m_frame = m_resizeTo;
             applyGeometry();
         }

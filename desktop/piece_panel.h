@@ -67,6 +67,7 @@ private:
     void endDrag();
     void finishDrag();
     void stepResize();
+    void endResize();
     void moveOrigin(const Point& origin);
     void applyGeometry();
     void updateShape();

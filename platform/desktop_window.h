@@ -43,4 +43,8 @@ bool blendsTranslucentWindows();
 // the events seen: a drag whose release went elsewhere must still end.
 bool primaryButtonDown();
 
+// While a window grows step by step under a compositor, the area each step adds shows fully
+// transparent until the window draws it, rather than a copy of what was on screen there.
+void setClearOnGrow(QWindow* window, bool on);
+
 } // namespace velora::Platform

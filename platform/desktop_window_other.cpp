@@ -14,5 +14,6 @@ void activateWindow(QWindow* window, const QByteArray&)
     window->raise();
     window->requestActivate();
 }
+void setClearOnGrow(QWindow*, bool) {}
 bool primaryButtonDown() { return QGuiApplication::mouseButtons() & Qt::LeftButton; }
 } // namespace velora::Platform

@@ -714,6 +714,20 @@ bool blendsTranslucentWindows()
     return owner && owner->owner != XCB_WINDOW_NONE;
 }
 
+void setClearOnGrow(QWindow* window, bool on)
+{
+    xcb_connection_t* c = connection();
+    if (!c || !window) return;
+    // A background pixel of 0 is transparent in the window's 32-bit visual; no background (Qt's
+    // choice) leaves what the server copied from the screen until the next paint.
+    const uint32_t value = 0;
+    if (on)
+        xcb_change_window_attributes(c, xcb_window_t(window->winId()), XCB_CW_BACK_PIXEL, &value);
+    else
+        xcb_change_window_attributes(c, xcb_window_t(window->winId()), XCB_CW_BACK_PIXMAP, &value); // None
+    xcb_flush(c);
+}
+
 bool primaryButtonDown()
 {
     xcb_connection_t* c = connection();

@@ -48,6 +48,8 @@ void prepareDesktopWindow(QWindow* window) { apply(window); }
 void desktopWindowShown(QWindow* window) { apply(window); }
 bool blendsTranslucentWindows() { return true; }
 
+void setClearOnGrow(QWindow*, bool) {}
+
 bool primaryButtonDown() { return ([NSEvent pressedMouseButtons] & 1) != 0; }
 
 void activateWindow(QWindow* window, const QByteArray&)

@@ -204,7 +204,8 @@ private slots:
                             if (std::abs(qRed(a) - qRed(b)) + std::abs(qGreen(a) - qGreen(b)) + std::abs(qBlue(a) - qBlue(b)) > 40)
                                 ++differing;
                         }
-                if (differing > 2) ++cutFrames;
+                if (differing > 2 && ++cutFrames <= 3)
+                    save(shot.copy(g.adjusted(-10, -10, 10, 10)), QStringLiteral("x11-slideshow-cut-%1.png").arg(cutFrames));
                 if (frames.size() < 40) frames << shot.copy(g.adjusted(-10, -10, 10, 10));
                 last = g;
             }
