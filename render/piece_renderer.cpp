@@ -241,50 +241,79 @@ void drawPaper(QPainter* p, const QRectF& box, const QColor& fill, qreal opacity
     p->restore();
 }
 
-void drawTape(QPainter* p, const QRectF& box, qreal u, const QString& caption)
+void drawTape(QPainter* p, const QRectF& box, const QString& caption)
 {
-    const qreal length = 0.3 * std::min(box.width(), box.height()) + 0.04 * u;
+    const qreal length = TapeStrip::length(box);
     const qreal thickness = 0.3 * length;
+    const qreal inset = TapeStrip::inset(box);
     // Across the top edge, a little askew, overhanging no further than the piece's margin allows.
-    struct Strip {
-        qreal x;
-        qreal angle;
-    };
-    const qreal inset = std::min(std::max(0.19 * box.width(), 0.42 * length), 0.5 * box.width());
-    const Strip strips[2] = {{box.left() + inset, -9.0}, {box.right() - inset, 7.0}};
-    for (int i = 0; i < 2; ++i) {
-        p->save();
-        p->translate(strips[i].x, box.top() + 0.1 * length);
-        p->rotate(strips[i].angle);
-        const QRectF strip(-length / 2, -thickness / 2, length, thickness);
-        TapeStrip::draw(p, strip);
-        if (i == 0 && !caption.isEmpty()) {
-            const QFont font = Handwriting::font(p, std::max(0.5 * thickness, 9.0));
-            drawText(p, font, QColor::fromRgbF(0.17f, 0.16f, 0.24f), strip.adjusted(0.08 * length, 0, -0.08 * length, 0),
-                     Qt::AlignCenter, caption);
-        }
-        p->restore();
+    p->save();
+    if (caption.isEmpty()) {
+        p->translate(box.left() + inset, box.top() + 0.1 * length);
+        p->rotate(-9.0);
+        TapeStrip::draw(p, QRectF(-length / 2, -thickness / 2, length, thickness));
+    } else {
+        const TapeStrip::Caption c = TapeStrip::caption(p, box, caption);
+        p->setTransform(c.toBox, true);
+        TapeStrip::draw(p, c.strip);
+        const CaptionFit::Layout& text = c.layout;
+        for (int i = 0; i < text.lines.size(); ++i)
+            TextImages::draw(p, text.font, QColor::fromRgbF(0.17f, 0.16f, 0.24f),
+                             QRectF(c.text.left(), c.text.top() + i * text.lineSpacing, c.text.width(),
+                                    text.lineSpacing),
+                             Qt::AlignHCenter | Qt::AlignTop | Qt::TextSingleLine, text.lines.at(i));
     }
+    p->restore();
+    p->save();
+    p->translate(box.right() - inset, box.top() + 0.1 * length);
+    p->rotate(7.0);
+    TapeStrip::draw(p, QRectF(-length / 2, -thickness / 2, length, thickness));
+    p->restore();
 }
 
 void drawFilmPrint(QPainter* p, const QRectF& box, const QRectF& window, bool vertical, qreal t,
                    const QString& caption)
 {
-    QFont font = Fonts::font(p, Fonts::sansFamily(), std::max(0.27 * t, 7.0), QFont::Bold);
-    font.setLetterSpacing(QFont::AbsoluteSpacing, 0.03 * t);
-    const QColor amber = QColor::fromRgbF(0.95f, 0.66f, 0.24f);
+    const qreal size = std::max(0.27 * t, 7.0);
     const QString text = caption.toUpper();
-    const qreal band = 0.44 * t; // between the outer edge and the holes
+    auto fontAt = [&](qreal points) {
+        QFont font = Fonts::font(p, Fonts::sansFamily(), points, QFont::Bold);
+        font.setLetterSpacing(QFont::AbsoluteSpacing, 0.03 * t * points / size);
+        return font;
+    };
+    // The ink's height per point of size, whatever the letters (accents, a Q's tail).
+    const QRectF ink = QFontMetricsF(fontAt(size), p->device()).tightBoundingRect(text);
+    if (!(ink.height() > 0)) return;
+    // Clear of the holes and the picture by a tenth of the space and a device pixel, which
+    // antialiasing may tint. The space between the hole row (0.76·t in from the edge) and the
+    // picture holds the text; when it is too thin for the smallest readable size, the wider one
+    // between the holes and the edge does.
+    const qreal clear = 1.0 / deviceScale(p);
+    const qreal inner = 0.24 * t - 0.048 * t - 2 * clear;
+    const qreal outer = 0.44 * t - 0.088 * t - 2 * clear;
+    const qreal innerSize = std::min(size, size * inner / ink.height());
+    const bool outside = innerSize < 7.0 && outer > inner;
+    const qreal points = outside ? std::min(size, size * outer / ink.height()) : innerSize;
+    if (!(points > 0)) return;
+    const QFont font = fontAt(points);
+    const QFontMetricsF fm(font, p->device());
+    const QRectF shrunk = fm.tightBoundingRect(text);
+    // Distance of the ink's middle from the strip's outer edge, and of the baseline from it.
+    const qreal centre = outside ? 0.22 * t : 0.88 * t;
+    const qreal middle = (shrunk.top() + shrunk.bottom()) / 2;
+    const qreal length = (vertical ? window.height() : window.width()) - 0.5 * t;
+    const QColor amber = QColor::fromRgbF(0.95f, 0.66f, 0.24f);
     p->save();
     if (vertical) {
-        // Along the right band, reading downwards.
-        p->translate(box.right(), window.top() + 0.25 * t);
+        // Along the right band, reading downwards, letters' tops towards the outer edge.
+        p->translate(box.right() - centre, window.top() + 0.25 * t);
         p->rotate(90);
-        drawText(p, font, amber, QRectF(0, 0, window.height() - 0.5 * t, band), Qt::AlignLeft | Qt::AlignVCenter,
+        drawText(p, font, amber, QRectF(0, -middle - fm.ascent(), length, fm.height()), Qt::AlignLeft | Qt::AlignTop,
                  text);
     } else {
-        drawText(p, font, amber, QRectF(window.left() + 0.25 * t, box.bottom() - band, window.width() - 0.5 * t, band),
-                 Qt::AlignLeft | Qt::AlignVCenter, text);
+        drawText(p, font, amber,
+                 QRectF(window.left() + 0.25 * t, box.bottom() - centre - middle - fm.ascent(), length, fm.height()),
+                 Qt::AlignLeft | Qt::AlignTop, text);
     }
     p->restore();
 }
@@ -547,7 +576,7 @@ void drawFramedBox(QPainter* p, const QRectF& box, FrameStyle style, const Frame
         }
         break;
     case FrameStyle::tape:
-        drawTape(p, box, u, caption);
+        drawTape(p, box, caption);
         break;
     }
 }
@@ -559,6 +588,7 @@ void drawComposition(QPainter* p, const PieceGeometry& g, const QList<Photo>& sh
                      const Piece& piece)
 {
     const bool bare = g.style == FrameStyle::bare;
+    const bool onFrame = g.style == FrameStyle::film || g.style == FrameStyle::tape;
     if (g.perTile) {
         struct Tile {
             const Photo* photo;
@@ -616,12 +646,16 @@ void drawComposition(QPainter* p, const PieceGeometry& g, const QList<Photo>& sh
             const QRegion covered = opaquePhoto(photo, window, deviceScale(p))
                 ? Shadow::inside(window.adjusted(t.radius, t.radius, -t.radius, -t.radius), p->deviceTransform(), 1.0)
                 : QRegion();
-            drawFramedBox(p, t.box, g.style, t.insets, piece.vertical,
-                          g.style == FrameStyle::instant ? photo.caption : QString(),
+            // Film and tape print the piece's caption on the top tile's frame; instant tiles
+            // carry their photos' own.
+            const QString tileCaption = g.style == FrameStyle::instant ? photo.caption
+                : onFrame && i + 1 == tiles.size()                     ? caption
+                                                                       : QString();
+            drawFramedBox(p, t.box, g.style, t.insets, piece.vertical, tileCaption,
                           [&](const QRectF& w) { drawPhotoTile(p, w, photo, t.radius, false, {}); }, covered);
             p->restore();
         }
-        if (!caption.isEmpty()) {
+        if (!caption.isEmpty() && !onFrame) {
             const qreal u = std::sqrt(g.framedSize.width * g.framedSize.height);
             PaperLabel::draw(p, caption, u, QPointF(0, g.framedSize.height + 0.02 * u),
                              g.framedSize.width - 2 * PaperLabel::metrics(u).horizontalPadding);

@@ -30,13 +30,17 @@ double timeIt(const std::function<void()>& work, int runs)
 
 // The benchmark's piece of `style` × `layout`: width 560, a caption, as many photos as the layout
 // shows at its best.
+QString g_caption = QStringLiteral("Summer by the sea"); // --caption TEXT
+bool g_vertical = false;                                 // --vertical: film strips upright
+
 PieceView pieceOf(FrameStyle style, CollageLayout layout, const QList<Photo>& photos, double tilt = 0)
 {
     PieceView v;
     v.piece.layout = layout;
     v.piece.frame = style;
     v.piece.width = 560;
-    v.piece.caption = QStringLiteral("Summer by the sea");
+    v.piece.caption = g_caption;
+    v.piece.vertical = g_vertical;
     v.piece.seed = 7;
     v.piece.tilt = tilt;
     const int count = layout == CollageLayout::single ? 1 : layout == CollageLayout::justified ? 6 : 3;
@@ -76,6 +80,8 @@ int main(int argc, char** argv)
     const int runs = std::clamp(option("--runs").isEmpty() ? 15 : option("--runs").toInt(), 1, 1000);
     const QString only = option("--only");
     g_best = args.contains(QStringLiteral("--best"));
+    if (args.contains(QStringLiteral("--caption"))) g_caption = option("--caption");
+    g_vertical = args.contains(QStringLiteral("--vertical"));
 
     // --dump DIR: write every style × layout (and a tilted variant) as PNG, to compare renderings.
     const qsizetype dumpAt = args.indexOf(QStringLiteral("--dump"));
