@@ -1,6 +1,7 @@
 #include "piece_renderer.h"
 
 #include "decorations.h"
+#include "direct_pixels.h"
 #include "image_cache.h"
 #include "scaled_images.h"
 #include "shadow.h"
@@ -65,6 +66,9 @@ void drawImageFill(QPainter* p, const QImage& image, const QRectF& r, qreal radi
         brush.setTransform(QTransform::fromTranslate(target.x(), target.y()));
         p->setRenderHint(QPainter::Antialiasing);
         if (radius <= 0 && QRectF(target) == device) {
+            // Whole pixels: a straight copy, which the smoothing hints would turn into sampling.
+            p->setRenderHint(QPainter::Antialiasing, false);
+            p->setRenderHint(QPainter::SmoothPixmapTransform, false);
             p->drawImage(target.topLeft(), drawn);
         } else if (radius <= 0) {
             p->fillRect(device, brush);
@@ -345,6 +349,18 @@ void fillDevicePixels(QPainter* p, const QRectF& r, const QColor& color)
     const int nc = split(r.left(), r.right(), columns);
     const int nr = split(r.top(), r.bottom(), rows);
     const int across = nc > 0 ? columns[nc - 1].to - columns[0].from : 0;
+    if (QImage* image = DirectPixels::target(p)) {
+        for (int i = 0; i < nr; ++i)
+            for (int j = 0; j < nc; ++j) {
+                QColor c = color;
+                c.setAlphaF(color.alphaF() * float(rows[i].coverage * columns[j].coverage));
+                DirectPixels::blend(*image,
+                                    QRect(columns[j].from, rows[i].from, columns[j].to - columns[j].from,
+                                          rows[i].to - rows[i].from),
+                                    qPremultiply(c.rgba()));
+            }
+        return;
+    }
     for (int i = 0; i < nr; ++i) {
         if (nc > 1 && across <= 4 && rows[i].to - rows[i].from > 8) {
             // A tall thin bar: one row of its few pixels, repeated down, so each row is one span.

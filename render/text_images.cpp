@@ -107,7 +107,10 @@ void draw(QPainter* painter, const QFont& font, const QColor& color, const QRect
     }
     painter->save();
     painter->setWorldTransform(painter->worldTransform() * toDevice.inverted());
-    painter->drawImage(QRectF(origin, size), image, QRectF(image.rect()));
+    // Whole pixels: a straight copy, which the smoothing hints would turn into sampling.
+    painter->setRenderHint(QPainter::Antialiasing, false);
+    painter->setRenderHint(QPainter::SmoothPixmapTransform, false);
+    painter->drawImage(origin, image);
     painter->restore();
 }
 
