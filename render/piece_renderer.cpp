@@ -15,6 +15,7 @@
 #include <QTextLayout>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cmath>
 #include <functional>
 #include <list>
@@ -756,6 +757,78 @@ void drawPrepared(QPainter* p, const PieceView& view, const Prepared& prepared)
     drawComposition(p, g, prepared.shown, prepared.caption, view.piece);
 }
 
+// The memory of canvases let go, for the next rendering of a similar size. Fresh memory costs a
+// page fault and a zeroed page per 4 KiB, a few milliseconds for a column's canvas; every pixel is
+// written anyway. Holds nothing drawn, only free buffers, up to a budget.
+class Canvases {
+public:
+    static QImage make(QSize size)
+    {
+        const qsizetype bytesPerLine = qsizetype(size.width()) * 4;
+        const qsizetype need = bytesPerLine * size.height();
+        auto* held = new Held{nullptr, 0};
+        {
+            QMutexLocker lock(&shared().m_mutex);
+            auto& spare = shared().m_spare;
+            // The smallest that fits and wastes at most half again.
+            auto best = spare.end();
+            for (auto it = spare.begin(); it != spare.end(); ++it)
+                if (it->capacity >= need && it->capacity <= need + need / 2
+                    && (best == spare.end() || it->capacity < best->capacity))
+                    best = it;
+            if (best != spare.end()) {
+                *held = *best;
+                shared().m_bytes -= best->capacity;
+                spare.erase(best);
+            }
+        }
+        if (!held->data) {
+            held->data = std::malloc(size_t(need));
+            held->capacity = need;
+        }
+        if (!held->data) {
+            delete held;
+            return {};
+        }
+        return QImage(static_cast<uchar*>(held->data), size.width(), size.height(), bytesPerLine,
+                      QImage::Format_ARGB32_Premultiplied, &Canvases::release, held);
+    }
+
+private:
+    struct Held {
+        void* data;
+        qsizetype capacity;
+    };
+    static constexpr qsizetype kBudget = 64 * 1024 * 1024;
+    // Never destroyed: a rendering may outlive every static.
+    static Canvases& shared()
+    {
+        static Canvases* instance = new Canvases;
+        return *instance;
+    }
+    static void release(void* info)
+    {
+        auto* held = static_cast<Held*>(info);
+        {
+            QMutexLocker lock(&shared().m_mutex);
+            auto& spare = shared().m_spare;
+            spare.push_back(*held);
+            shared().m_bytes += held->capacity;
+            // Oldest out first once over the budget.
+            while (shared().m_bytes > kBudget && !spare.empty()) {
+                std::free(spare.front().data);
+                shared().m_bytes -= spare.front().capacity;
+                spare.erase(spare.begin());
+            }
+        }
+        delete held;
+    }
+
+    QMutex m_mutex;
+    std::vector<Held> m_spare;
+    qsizetype m_bytes = 0;
+};
+
 } // namespace
 
 QSizeF canvasSize(const PieceView& view) { return prepare(view).canvas; }
@@ -777,7 +850,7 @@ QImage render(const PieceView& view, qreal devicePixelRatio)
     const qreal w = std::ceil(prepared.canvas.width() * dpr - 1e-6);
     const qreal h = std::ceil(prepared.canvas.height() * dpr - 1e-6);
     if (!(w >= 1 && h >= 1 && w <= kMaxSide && h <= kMaxSide)) return {};
-    QImage image(static_cast<int>(w), static_cast<int>(h), QImage::Format_ARGB32_Premultiplied);
+    QImage image = Canvases::make(QSize(static_cast<int>(w), static_cast<int>(h)));
     if (image.isNull()) return {};
     // Clear the canvas except where a paper frame is about to be filled opaquely (a column's
     // canvas is millions of pixels; its paper covers most of them).
