@@ -502,12 +502,61 @@ void drawFramedBox(QPainter* p, const QRectF& box, FrameStyle style, const Frame
             if (direct && !QRegion(mapped.adjusted(-1, -1, 1, 1)).subtracted(interior).isEmpty()) direct = false;
         }
         if (direct) {
-            Shadow::draw(p, stock, radius, {0, offset}, 0.3, inside);
+            const QTransform toDevice = p->deviceTransform();
+            const bool upright = toDevice.type() <= QTransform::TxScale && toDevice.m11() > 0 && toDevice.m22() > 0;
+            // Upright, the shadow of the plain box: its corners round by a tenth of the blur,
+            // which the blur hides, and a box's shadow is made exactly and fast.
+            QPainterPath plain;
+            plain.addRect(box);
+            Shadow::draw(p, upright ? plain : stock, radius, {0, offset}, 0.3, inside);
             p->save();
             p->setRenderHint(QPainter::Antialiasing);
-            const QTransform toDevice = p->deviceTransform();
-            if (toDevice.type() <= QTransform::TxScale) {
-                p->fillPath(FilmStrip::punched(box, vertical, t), FilmStrip::stockColor());
+            if (upright) {
+                // A path full of holes costs the rasterizer its whole area: punch only the two
+                // sprocket bands, cut from the plain middle along whole device pixels, and fill
+                // the middle as pixels, less what the photos cover.
+                const QRectF d = toDevice.mapRect(box);
+                const qreal across = t * (vertical ? toDevice.m11() : toDevice.m22());
+                const int from = qRound((vertical ? d.left() : d.top()) + across);
+                const int to = qRound((vertical ? d.right() : d.bottom()) - across);
+                const QRect outer = d.toAlignedRect();
+                const QRect bands[2] = {vertical ? QRect(QPoint(outer.left(), outer.top()), QPoint(from - 1, outer.bottom()))
+                                                 : QRect(QPoint(outer.left(), outer.top()), QPoint(outer.right(), from - 1)),
+                                        vertical ? QRect(QPoint(to, outer.top()), outer.bottomRight())
+                                                 : QRect(QPoint(outer.left(), to), outer.bottomRight())};
+                const QTransform world = p->worldTransform();
+                const QTransform toPixels = world * toDevice.inverted();
+                const QTransform fromDevice = toDevice.inverted();
+                for (const QRect& band : bands) {
+                    if (band.isEmpty()) continue;
+                    // The rasterizer walks a path's whole height whatever the clip: each band
+                    // gets a path of its own part of the strip.
+                    const QRectF local = fromDevice.mapRect(QRectF(band));
+                    QPainterPath part;
+                    part.addRect(local);
+                    QPainterPath edge;
+                    edge.addRoundedRect(box, 0.08 * t, 0.08 * t);
+                    part = edge.intersected(part);
+                    part.setFillRule(Qt::OddEvenFill);
+                    for (const QRectF& hole : holes)
+                        if (local.contains(hole.translated(box.topLeft()).center()))
+                            part.addRoundedRect(hole.translated(box.topLeft()), 0.066 * t, 0.066 * t);
+                    p->fillPath(part, FilmStrip::stockColor());
+                }
+                if (to > from) {
+                    p->setWorldTransform(toPixels);
+                    // The partly covered pixels along the long edges, then the whole ones.
+                    const qreal lo = vertical ? d.top() : d.left(), hi = vertical ? d.bottom() : d.right();
+                    const int inLo = qCeil(lo), inHi = qFloor(hi);
+                    auto span = [&](qreal a, qreal b) {
+                        return vertical ? QRectF(from, a, to - from, b - a) : QRectF(a, from, b - a, to - from);
+                    };
+                    if (inLo > lo) fillDevicePixels(p, span(lo, std::min<qreal>(inLo, hi)), FilmStrip::stockColor());
+                    if (hi > inHi && inHi >= inLo) fillDevicePixels(p, span(inHi, hi), FilmStrip::stockColor());
+                    if (inHi > inLo)
+                        for (const QRect& r : QRegion(span(inLo, inHi).toRect()).subtracted(hidden))
+                            p->fillRect(r, FilmStrip::stockColor());
+                }
             } else {
                 // Turned, a path full of holes costs the rasterizer its whole area: fill the plain
                 // middle straight on and punch the two sprocket bands in small upright layers.
