@@ -469,7 +469,8 @@ void EmptyPieceCard::draw(QPainter* painter, qreal width)
     painter->setPen(secondary);
     painter->drawText(QRectF(card.left() + 8, top + symbol + gap, card.width() - 16, fm.height()),
                       Qt::AlignHCenter | Qt::AlignVCenter | Qt::TextSingleLine,
-                      fm.elidedText(QStringLiteral("No photos yet"), Qt::ElideRight, card.width() - 16));
+                      fm.elidedText(QCoreApplication::translate("EmptyPieceCard", "No photos yet"), Qt::ElideRight,
+                                    card.width() - 16));
     painter->restore();
 }
 
