@@ -29,11 +29,11 @@ double timeIt(const std::function<void()>& work, int runs)
     return g_best ? bench::bestMs(work, runs) : bench::medianMs(work, runs);
 }
 
-// The benchmark's piece of `style` × `layout`: width 560, a caption, as many photos as the layout
-// shows at its best.
 QString g_caption = QStringLiteral("Summer by the sea"); // --caption TEXT
 bool g_vertical = false;                                 // --vertical: film strips upright
 
+// The benchmark's piece of `style` × `layout`: width 560, a caption, as many photos as the layout
+// shows at its best.
 PieceView pieceOf(FrameStyle style, CollageLayout layout, const QList<Photo>& photos, double tilt = 0)
 {
     PieceView v;
