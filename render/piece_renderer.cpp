@@ -233,6 +233,8 @@ void drawText(QPainter* p, const QFont& font, const QColor& color, const QRectF&
                      fm.elidedText(text, Qt::ElideRight, rect.width() + 0.5));
 }
 
+void fillDevicePixels(QPainter* p, const QRectF& r, const QColor& color);
+
 // `hidden`: device pixels the photos will cover opaquely; the paper need not be filled there.
 void drawPaper(QPainter* p, const QRectF& box, const QColor& fill, qreal opacity, qreal radius, qreal offsetY,
                const QRegion& hidden)
@@ -241,8 +243,29 @@ void drawPaper(QPainter* p, const QRectF& box, const QColor& fill, qreal opacity
     shape.addRect(box);
     Shadow::draw(p, shape, radius, {0, offsetY}, opacity, box);
     p->save();
-    clipOut(p, hidden);
-    p->fillRect(box, fill);
+    const QTransform toDevice = p->deviceTransform();
+    if (toDevice.type() <= QTransform::TxScale && toDevice.m11() > 0 && toDevice.m22() > 0 && !p->hasClipping()) {
+        // Upright: the partly covered pixels along the edges, then whole ones, less what the photos
+        // cover; a fill clipped to that region would go span by span through the thread pool.
+        p->setWorldTransform(p->worldTransform() * toDevice.inverted());
+        const QRectF d = toDevice.mapRect(box);
+        const int left = qCeil(d.left()), top = qCeil(d.top()), right = qFloor(d.right()), bottom = qFloor(d.bottom());
+        if (left >= right || top >= bottom) {
+            fillDevicePixels(p, d, fill);
+        } else {
+            const QRectF edges[4] = {QRectF(d.left(), d.top(), d.width(), top - d.top()),
+                                     QRectF(d.left(), bottom, d.width(), d.bottom() - bottom),
+                                     QRectF(d.left(), top, left - d.left(), bottom - top),
+                                     QRectF(right, top, d.right() - right, bottom - top)};
+            for (const QRectF& edge : edges)
+                if (edge.width() > 0 && edge.height() > 0) fillDevicePixels(p, edge, fill);
+            for (const QRect& r : QRegion(QRect(left, top, right - left, bottom - top)).subtracted(hidden))
+                p->fillRect(r, fill);
+        }
+    } else {
+        clipOut(p, hidden);
+        p->fillRect(box, fill);
+    }
     p->restore();
 }
 
