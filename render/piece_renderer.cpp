@@ -842,17 +842,15 @@ public:
         {
             QMutexLocker lock(&shared().m_mutex);
             auto& spare = shared().m_spare;
-            // The smallest that fits and wastes at most half again.
-            auto best = spare.end();
-            for (auto it = spare.begin(); it != spare.end(); ++it)
-                if (it->capacity >= need && it->capacity <= need + need / 2
-                    && (best == spare.end() || it->capacity < best->capacity))
-                    best = it;
-            if (best != spare.end()) {
-                *held = *best;
-                shared().m_bytes -= best->capacity;
-                spare.erase(best);
-            }
+            // The last let go that fits, wasting at most half again: likely still in the CPU's
+            // caches, which an older one is not.
+            for (auto it = spare.rbegin(); it != spare.rend(); ++it)
+                if (it->capacity >= need && it->capacity <= need + need / 2) {
+                    *held = *it;
+                    shared().m_bytes -= it->capacity;
+                    spare.erase(std::next(it).base());
+                    break;
+                }
         }
         if (!held->data) {
             held->data = std::malloc(size_t(need));
