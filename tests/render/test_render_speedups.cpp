@@ -147,6 +147,25 @@ private slots:
             }
     }
 
+    // A rendering kept stays as it was while later ones reuse the memory of those let go.
+    void canvasMemoryIsReusedNeverShared()
+    {
+        const Photo photo = halvesPhoto(QStringLiteral("C2"), {600, 400});
+        const PieceView a = viewOf({photo}, CollageLayout::single, FrameStyle::gallery, 240);
+        const PieceView b = viewOf({photo}, CollageLayout::single, FrameStyle::film, 240);
+        QImage kept = PieceRenderer::render(a, 2);
+        const QImage snapshot = kept.copy();
+        const uchar* memory = kept.constBits();
+        (void)PieceRenderer::render(b, 2); // let go at once
+        const QImage other = PieceRenderer::render(b, 2);
+        QVERIFY(other.constBits() != memory);
+        QCOMPARE(kept, snapshot);
+        kept = QImage();
+        const QImage again = PieceRenderer::render(a, 2);
+        QCOMPARE(again.constBits(), memory);
+        QCOMPARE(again, snapshot);
+    }
+
     void scaledCopiesAreCachedBoundedAndKeyedBySize()
     {
         QImage source(400, 300, QImage::Format_RGB32);
