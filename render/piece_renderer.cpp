@@ -543,10 +543,9 @@ void drawFramedBox(QPainter* p, const QRectF& box, FrameStyle style, const Frame
                 const int from = qRound((vertical ? d.left() : d.top()) + across);
                 const int to = qRound((vertical ? d.right() : d.bottom()) - across);
                 const QRect outer = d.toAlignedRect();
-                const QRect bands[2] = {vertical ? QRect(QPoint(outer.left(), outer.top()), QPoint(from - 1, outer.bottom()))
-                                                 : QRect(QPoint(outer.left(), outer.top()), QPoint(outer.right(), from - 1)),
-                                        vertical ? QRect(QPoint(to, outer.top()), outer.bottomRight())
-                                                 : QRect(QPoint(outer.left(), to), outer.bottomRight())};
+                const QPoint firstEnd = vertical ? QPoint(from - 1, outer.bottom()) : QPoint(outer.right(), from - 1);
+                const QPoint secondStart = vertical ? QPoint(to, outer.top()) : QPoint(outer.left(), to);
+                const QRect bands[2] = {QRect(outer.topLeft(), firstEnd), QRect(secondStart, outer.bottomRight())};
                 const QTransform world = p->worldTransform();
                 const QTransform toPixels = world * toDevice.inverted();
                 const QTransform fromDevice = toDevice.inverted();

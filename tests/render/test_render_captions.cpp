@@ -52,8 +52,9 @@ private slots:
         Storage::setRoot(m_dir.path());
         Storage::prepare();
         // Pale photos (ink shows dark on them) in no colour near amber.
+        const QColor pale(225, 230, 240);
         for (const auto& [stem, size] : {std::pair{"P", QSize(300, 200)}, {"Q", QSize(200, 300)}, {"R", QSize(240, 240)}})
-            m_photos.append(solidPhoto(QLatin1String(stem), size, QColor(225, 230, 240), QColor(225, 230, 240)));
+            m_photos.append(solidPhoto(QLatin1String(stem), size, pale, pale));
     }
 
     // Wrapping before shrinking, shrinking before eliding, and nothing for nothing.
@@ -170,13 +171,11 @@ private slots:
         const PieceGeometry g = v.geometry();
         QRectF box;
         const QTransform toCanvas = topBox(g, &box);
-        const qreal t = g.perTile
-            ? [&] {
-                  const FrameInsets in = PieceGeometry::tileInsets(FrameStyle::film, v.shown().at(g.arrangement.tiles.back().index).aspect(), vertical,
-                                                                   {box.width(), box.height()});
-                  return vertical ? in.left : in.top;
-              }()
-            : (vertical ? g.insets.left : g.insets.top);
+        const Photo& top = v.shown().at(g.arrangement.tiles.back().index);
+        const FrameInsets in = g.perTile
+            ? PieceGeometry::tileInsets(FrameStyle::film, top.aspect(), vertical, {box.width(), box.height()})
+            : g.insets;
+        const qreal t = vertical ? in.left : in.top;
         // Both hole rows, from the strip's own measures.
         const qreal along = vertical ? box.height() : box.width();
         const qreal across = vertical ? box.width() : box.height();
@@ -207,7 +206,8 @@ private slots:
                 for (int x = 0; x < image.width(); ++x) inked += amber(line[x]);
             }
             // Below the default width a row's band is a few points deep: only clearance counts there.
-            if (width >= 300) QVERIFY2(inked >= 20 * dpr * dpr, qPrintable(QStringLiteral("%1 amber pixels").arg(inked)));
+            if (width >= 300)
+                QVERIFY2(inked >= 20 * dpr * dpr, qPrintable(QStringLiteral("%1 amber pixels").arg(inked)));
         }
     }
 };

@@ -276,7 +276,8 @@ private slots:
                     TextImages::draw(&p, font, QColor(40, 30, 60), rect, Qt::AlignCenter | Qt::TextSingleLine, text);
                 }
             }
-            QVERIFY2(maxDifference(direct, cached) <= 2, qPrintable(QStringLiteral("scale %1 angle %2").arg(scale).arg(angle)));
+            QVERIFY2(maxDifference(direct, cached) <= 2,
+                     qPrintable(QStringLiteral("scale %1 angle %2").arg(scale).arg(angle)));
             QCOMPARE(cached, again); // the second comes from the cache
         }
         QCOMPARE(TextImages::count(), 6);
