@@ -9,6 +9,8 @@
 #include <QGuiApplication>
 #include <QPainter>
 #include <QPaintDevice>
+#include <QTextLayout>
+#include <QtMath>
 
 #include <algorithm>
 #include <cmath>
@@ -134,6 +136,126 @@ void TapeStrip::draw(QPainter* painter, const QRectF& rect)
     painter->fillPath(shape, QColor::fromRgbF(0.93f, 0.88f, 0.74f, 0.78f));
     painter->strokePath(shape, QPen(QColor::fromRgbF(1, 1, 1, 0.25f), 0.5));
     painter->restore();
+}
+
+qreal TapeStrip::length(const QRectF& box)
+{
+    return 0.3 * std::min(box.width(), box.height()) + 0.04 * std::sqrt(box.width() * box.height());
+}
+
+qreal TapeStrip::inset(const QRectF& box)
+{
+    return std::min(std::max(0.19 * box.width(), 0.42 * length(box)), 0.5 * box.width());
+}
+
+TapeStrip::Caption TapeStrip::caption(const QPainter* painter, const QRectF& box, const QString& text)
+{
+    const qreal plain = length(box);
+    const qreal thickness = 0.3 * plain;
+    const qreal pad = 0.08 * plain; // clear of the torn ends
+    const qreal edge = 0.1 * thickness;
+    const qreal in = inset(box);
+    const qreal points = std::max(0.5 * thickness, 9.0);
+    const auto fontAt = [painter](qreal size) { return Handwriting::font(painter, size); };
+    const QFontMetricsF fm(fontAt(points), painter ? painter->device() : nullptr);
+    // As far as the other strip, less a gap; up to three lines at the starting size.
+    const QSizeF room(std::max(plain, box.width() - 2 * in - 0.1 * plain) - 2 * pad,
+                      std::max(thickness - 2 * edge, 2 * fm.lineSpacing() + fm.height()));
+    Caption c;
+    c.layout = CaptionFit::fit(painter, text, fontAt, points, std::max(0.6 * points, 7.0), room, 3);
+    const qreal length = std::max(plain, c.layout.size.width() + 2 * pad);
+    const qreal thick = std::max(thickness, c.layout.size.height() + 2 * edge);
+    c.strip = QRectF(-length / 2, -thick / 2, length, thick);
+    c.text = QRectF(-c.layout.size.width() / 2, -c.layout.size.height() / 2, c.layout.size.width(),
+                    c.layout.size.height());
+    // The left end and top edge stay where the plain strip has them; a longer strip turns less, so
+    // its far end lifts no further than the plain one's and stays on the canvas.
+    const qreal lift = std::min(1.0, plain * std::sin(qDegreesToRadians(9.0)) / length);
+    c.toBox.translate(box.left() + in - plain / 2 + length / 2, box.top() + 0.1 * plain - thickness / 2 + thick / 2);
+    c.toBox.rotate(-qRadiansToDegrees(std::asin(lift)));
+    return c;
+}
+
+// --- captions -------------------------------------------------------------------------------
+
+namespace {
+// `text` in lines no wider than `width`; `anywhere` also breaks words longer than a line. The
+// widest line's width goes to `widest`: above `width` only when a word would not fit.
+QStringList wrapped(const QString& text, const QFont& font, QPaintDevice* device, qreal width, bool anywhere,
+                    qreal* widest)
+{
+    QTextLayout layout(text, font, device);
+    QTextOption option;
+    option.setWrapMode(anywhere ? QTextOption::WrapAtWordBoundaryOrAnywhere : QTextOption::WordWrap);
+    layout.setTextOption(option);
+    layout.beginLayout();
+    QStringList lines;
+    *widest = 0;
+    for (;;) {
+        QTextLine line = layout.createLine();
+        if (!line.isValid()) break;
+        line.setLineWidth(width);
+        lines.append(text.mid(line.textStart(), line.textLength()).trimmed());
+        *widest = std::max(*widest, line.naturalTextWidth());
+    }
+    layout.endLayout();
+    return lines;
+}
+} // namespace
+
+CaptionFit::Layout CaptionFit::fit(const QPainter* painter, const QString& text,
+                                   const std::function<QFont(qreal)>& fontAt, qreal points, qreal floorPoints,
+                                   QSizeF room, int maxLines)
+{
+    Layout out;
+    const QString simple = text.simplified();
+    if (!(points > 0) || !std::isfinite(points)) return out;
+    floorPoints = std::isfinite(floorPoints) ? std::clamp(floorPoints, 0.5, points) : points;
+    out.font = fontAt(points);
+    out.points = points;
+    if (simple.isEmpty() || !(room.width() > 0) || !(room.height() > 0)) return out;
+    QPaintDevice* device = painter ? painter->device() : nullptr;
+    for (qreal size = points;; size = std::max(floorPoints, size * 0.93)) {
+        const QFont font = fontAt(size);
+        const QFontMetricsF fm(font, device);
+        const qreal rows = std::floor((room.height() - fm.height()) / fm.lineSpacing()) + 1;
+        const int allowed = std::clamp(std::isfinite(rows) ? int(rows) : 1, 1, std::max(maxLines, 1));
+        qreal widest = 0;
+        QStringList lines = wrapped(simple, font, device, room.width(), true, &widest);
+        const bool smallest = size <= floorPoints;
+        if (lines.size() > allowed && !smallest) continue;
+        if (lines.size() > allowed) {
+            // Nothing fits even at the floor: as much as the lines hold, the end elided.
+            const QString rest = lines.mid(allowed - 1).join(QLatin1Char(' '));
+            lines = lines.mid(0, allowed - 1);
+            lines.append(fm.elidedText(rest, Qt::ElideRight, room.width()));
+            out.elided = true;
+            widest = 0;
+            for (const QString& line : lines) widest = std::max(widest, fm.horizontalAdvance(line));
+        } else if (lines.size() > 1) {
+            // The narrowest width that keeps the count, breaking only between words.
+            qreal low = widest / lines.size(), high = widest;
+            for (int i = 0; i < 12 && high - low > 0.5; ++i) {
+                const qreal middle = (low + high) / 2;
+                qreal w = 0;
+                const QStringList tried = wrapped(simple, font, device, middle, false, &w);
+                if (tried.size() <= lines.size() && w <= middle) {
+                    high = middle;
+                    lines = tried;
+                    widest = w;
+                } else {
+                    low = middle;
+                }
+            }
+        }
+        out.font = font;
+        out.points = size;
+        out.lines = lines;
+        out.lineSpacing = fm.lineSpacing();
+        out.ascent = fm.ascent();
+        out.size = QSizeF(std::min(widest, room.width()), (lines.size() - 1) * fm.lineSpacing() + fm.height());
+        return out;
+    }
 }
 
 // --- film -----------------------------------------------------------------------------------
@@ -347,7 +469,8 @@ void EmptyPieceCard::draw(QPainter* painter, qreal width)
     painter->setPen(secondary);
     painter->drawText(QRectF(card.left() + 8, top + symbol + gap, card.width() - 16, fm.height()),
                       Qt::AlignHCenter | Qt::AlignVCenter | Qt::TextSingleLine,
-                      fm.elidedText(QStringLiteral("No photos yet"), Qt::ElideRight, card.width() - 16));
+                      fm.elidedText(QCoreApplication::translate("EmptyPieceCard", "No photos yet"), Qt::ElideRight,
+                                    card.width() - 16));
     painter->restore();
 }
 

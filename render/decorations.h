@@ -8,6 +8,8 @@
 #include <QPainterPath>
 #include <QRectF>
 #include <QString>
+#include <QStringList>
+#include <QTransform>
 
 #include <functional>
 #include <optional>
@@ -44,8 +46,38 @@ namespace TornTape {
 QPainterPath path(const QRectF& rect);
 } // namespace TornTape
 
+namespace CaptionFit {
+struct Layout {
+    QFont font;
+    qreal points = 0;
+    QStringList lines;
+    qreal lineSpacing = 0;
+    qreal ascent = 0;
+    QSizeF size;         // the widest line × the lines' height
+    bool elided = false; // only when nothing fits at the smallest size
+};
+// `text` set in `fontAt(points)` within `room` in at most `maxLines` lines: wrapped at the starting
+// size when it fits so, else at the largest size down to `floorPoints` that fits, else elided at
+// the floor. Lines are as even as the line count allows, so a block sized to them stays compact.
+Layout fit(const QPainter* painter, const QString& text, const std::function<QFont(qreal)>& fontAt, qreal points,
+           qreal floorPoints, QSizeF room, int maxLines);
+} // namespace CaptionFit
+
 namespace TapeStrip {
 void draw(QPainter* painter, const QRectF& rect);
+
+// The strip that carries a handwritten caption on a taped box: longer and thicker than the plain
+// one as far as the caption needs, from the same left end towards the other strip.
+struct Caption {
+    QTransform toBox;      // strip coordinates (centred on the strip) into the box's
+    QRectF strip;
+    QRectF text;           // where the lines go, in strip coordinates
+    CaptionFit::Layout layout;
+};
+// The plain strips' length and thickness for `box`, and the inset of their centres from its sides.
+qreal length(const QRectF& box);
+qreal inset(const QRectF& box);
+Caption caption(const QPainter* painter, const QRectF& box, const QString& text);
 } // namespace TapeStrip
 
 namespace FilmStrip {

@@ -1,6 +1,7 @@
 #include "piece_renderer.h"
 
 #include "decorations.h"
+#include "direct_pixels.h"
 #include "image_cache.h"
 #include "scaled_images.h"
 #include "shadow.h"
@@ -14,6 +15,7 @@
 #include <QTextLayout>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cmath>
 #include <functional>
 #include <list>
@@ -65,6 +67,9 @@ void drawImageFill(QPainter* p, const QImage& image, const QRectF& r, qreal radi
         brush.setTransform(QTransform::fromTranslate(target.x(), target.y()));
         p->setRenderHint(QPainter::Antialiasing);
         if (radius <= 0 && QRectF(target) == device) {
+            // Whole pixels: a straight copy, which the smoothing hints would turn into sampling.
+            p->setRenderHint(QPainter::Antialiasing, false);
+            p->setRenderHint(QPainter::SmoothPixmapTransform, false);
             p->drawImage(target.topLeft(), drawn);
         } else if (radius <= 0) {
             p->fillRect(device, brush);
@@ -228,6 +233,8 @@ void drawText(QPainter* p, const QFont& font, const QColor& color, const QRectF&
                      fm.elidedText(text, Qt::ElideRight, rect.width() + 0.5));
 }
 
+void fillDevicePixels(QPainter* p, const QRectF& r, const QColor& color);
+
 // `hidden`: device pixels the photos will cover opaquely; the paper need not be filled there.
 void drawPaper(QPainter* p, const QRectF& box, const QColor& fill, qreal opacity, qreal radius, qreal offsetY,
                const QRegion& hidden)
@@ -236,55 +243,105 @@ void drawPaper(QPainter* p, const QRectF& box, const QColor& fill, qreal opacity
     shape.addRect(box);
     Shadow::draw(p, shape, radius, {0, offsetY}, opacity, box);
     p->save();
-    clipOut(p, hidden);
-    p->fillRect(box, fill);
+    const QTransform toDevice = p->deviceTransform();
+    if (toDevice.type() <= QTransform::TxScale && toDevice.m11() > 0 && toDevice.m22() > 0 && !p->hasClipping()) {
+        // Upright: the partly covered pixels along the edges, then whole ones, less what the photos
+        // cover; a fill clipped to that region would go span by span through the thread pool.
+        p->setWorldTransform(p->worldTransform() * toDevice.inverted());
+        const QRectF d = toDevice.mapRect(box);
+        const int left = qCeil(d.left()), top = qCeil(d.top()), right = qFloor(d.right()), bottom = qFloor(d.bottom());
+        if (left >= right || top >= bottom) {
+            fillDevicePixels(p, d, fill);
+        } else {
+            const QRectF edges[4] = {QRectF(d.left(), d.top(), d.width(), top - d.top()),
+                                     QRectF(d.left(), bottom, d.width(), d.bottom() - bottom),
+                                     QRectF(d.left(), top, left - d.left(), bottom - top),
+                                     QRectF(right, top, d.right() - right, bottom - top)};
+            for (const QRectF& edge : edges)
+                if (edge.width() > 0 && edge.height() > 0) fillDevicePixels(p, edge, fill);
+            for (const QRect& r : QRegion(QRect(left, top, right - left, bottom - top)).subtracted(hidden))
+                p->fillRect(r, fill);
+        }
+    } else {
+        clipOut(p, hidden);
+        p->fillRect(box, fill);
+    }
     p->restore();
 }
 
-void drawTape(QPainter* p, const QRectF& box, qreal u, const QString& caption)
+void drawTape(QPainter* p, const QRectF& box, const QString& caption)
 {
-    const qreal length = 0.3 * std::min(box.width(), box.height()) + 0.04 * u;
+    const qreal length = TapeStrip::length(box);
     const qreal thickness = 0.3 * length;
+    const qreal inset = TapeStrip::inset(box);
     // Across the top edge, a little askew, overhanging no further than the piece's margin allows.
-    struct Strip {
-        qreal x;
-        qreal angle;
-    };
-    const qreal inset = std::min(std::max(0.19 * box.width(), 0.42 * length), 0.5 * box.width());
-    const Strip strips[2] = {{box.left() + inset, -9.0}, {box.right() - inset, 7.0}};
-    for (int i = 0; i < 2; ++i) {
-        p->save();
-        p->translate(strips[i].x, box.top() + 0.1 * length);
-        p->rotate(strips[i].angle);
-        const QRectF strip(-length / 2, -thickness / 2, length, thickness);
-        TapeStrip::draw(p, strip);
-        if (i == 0 && !caption.isEmpty()) {
-            const QFont font = Handwriting::font(p, std::max(0.5 * thickness, 9.0));
-            drawText(p, font, QColor::fromRgbF(0.17f, 0.16f, 0.24f), strip.adjusted(0.08 * length, 0, -0.08 * length, 0),
-                     Qt::AlignCenter, caption);
-        }
-        p->restore();
+    p->save();
+    if (caption.isEmpty()) {
+        p->translate(box.left() + inset, box.top() + 0.1 * length);
+        p->rotate(-9.0);
+        TapeStrip::draw(p, QRectF(-length / 2, -thickness / 2, length, thickness));
+    } else {
+        const TapeStrip::Caption c = TapeStrip::caption(p, box, caption);
+        p->setTransform(c.toBox, true);
+        TapeStrip::draw(p, c.strip);
+        const CaptionFit::Layout& text = c.layout;
+        for (int i = 0; i < text.lines.size(); ++i)
+            TextImages::draw(p, text.font, QColor::fromRgbF(0.17f, 0.16f, 0.24f),
+                             QRectF(c.text.left(), c.text.top() + i * text.lineSpacing, c.text.width(),
+                                    text.lineSpacing),
+                             Qt::AlignHCenter | Qt::AlignTop | Qt::TextSingleLine, text.lines.at(i));
     }
+    p->restore();
+    p->save();
+    p->translate(box.right() - inset, box.top() + 0.1 * length);
+    p->rotate(7.0);
+    TapeStrip::draw(p, QRectF(-length / 2, -thickness / 2, length, thickness));
+    p->restore();
 }
 
 void drawFilmPrint(QPainter* p, const QRectF& box, const QRectF& window, bool vertical, qreal t,
                    const QString& caption)
 {
-    QFont font = Fonts::font(p, Fonts::sansFamily(), std::max(0.27 * t, 7.0), QFont::Bold);
-    font.setLetterSpacing(QFont::AbsoluteSpacing, 0.03 * t);
-    const QColor amber = QColor::fromRgbF(0.95f, 0.66f, 0.24f);
+    const qreal size = std::max(0.27 * t, 7.0);
     const QString text = caption.toUpper();
-    const qreal band = 0.44 * t; // between the outer edge and the holes
+    auto fontAt = [&](qreal points) {
+        QFont font = Fonts::font(p, Fonts::sansFamily(), points, QFont::Bold);
+        font.setLetterSpacing(QFont::AbsoluteSpacing, 0.03 * t * points / size);
+        return font;
+    };
+    // The ink's height per point of size, whatever the letters (accents, a Q's tail).
+    const QRectF ink = QFontMetricsF(fontAt(size), p->device()).tightBoundingRect(text);
+    if (!(ink.height() > 0)) return;
+    // Clear of the holes and the picture by a tenth of the space and a device pixel, which
+    // antialiasing may tint. The space between the hole row (0.76·t in from the edge) and the
+    // picture holds the text; when it is too thin for the smallest readable size, the wider one
+    // between the holes and the edge does.
+    const qreal clear = 1.0 / deviceScale(p);
+    const qreal inner = 0.24 * t - 0.048 * t - 2 * clear;
+    const qreal outer = 0.44 * t - 0.088 * t - 2 * clear;
+    const qreal innerSize = std::min(size, size * inner / ink.height());
+    const bool outside = innerSize < 7.0 && outer > inner;
+    const qreal points = outside ? std::min(size, size * outer / ink.height()) : innerSize;
+    if (!(points > 0)) return;
+    const QFont font = fontAt(points);
+    const QFontMetricsF fm(font, p->device());
+    const QRectF shrunk = fm.tightBoundingRect(text);
+    // Distance of the ink's middle from the strip's outer edge, and of the baseline from it.
+    const qreal centre = outside ? 0.22 * t : 0.88 * t;
+    const qreal middle = (shrunk.top() + shrunk.bottom()) / 2;
+    const qreal length = (vertical ? window.height() : window.width()) - 0.5 * t;
+    const QColor amber = QColor::fromRgbF(0.95f, 0.66f, 0.24f);
     p->save();
     if (vertical) {
-        // Along the right band, reading downwards.
-        p->translate(box.right(), window.top() + 0.25 * t);
+        // Along the right band, reading downwards, letters' tops towards the outer edge.
+        p->translate(box.right() - centre, window.top() + 0.25 * t);
         p->rotate(90);
-        drawText(p, font, amber, QRectF(0, 0, window.height() - 0.5 * t, band), Qt::AlignLeft | Qt::AlignVCenter,
+        drawText(p, font, amber, QRectF(0, -middle - fm.ascent(), length, fm.height()), Qt::AlignLeft | Qt::AlignTop,
                  text);
     } else {
-        drawText(p, font, amber, QRectF(window.left() + 0.25 * t, box.bottom() - band, window.width() - 0.5 * t, band),
-                 Qt::AlignLeft | Qt::AlignVCenter, text);
+        drawText(p, font, amber,
+                 QRectF(window.left() + 0.25 * t, box.bottom() - centre - middle - fm.ascent(), length, fm.height()),
+                 Qt::AlignLeft | Qt::AlignTop, text);
     }
     p->restore();
 }
@@ -316,6 +373,18 @@ void fillDevicePixels(QPainter* p, const QRectF& r, const QColor& color)
     const int nc = split(r.left(), r.right(), columns);
     const int nr = split(r.top(), r.bottom(), rows);
     const int across = nc > 0 ? columns[nc - 1].to - columns[0].from : 0;
+    if (QImage* image = DirectPixels::target(p)) {
+        for (int i = 0; i < nr; ++i)
+            for (int j = 0; j < nc; ++j) {
+                QColor c = color;
+                c.setAlphaF(color.alphaF() * float(rows[i].coverage * columns[j].coverage));
+                DirectPixels::blend(*image,
+                                    QRect(columns[j].from, rows[i].from, columns[j].to - columns[j].from,
+                                          rows[i].to - rows[i].from),
+                                    qPremultiply(c.rgba()));
+            }
+        return;
+    }
     for (int i = 0; i < nr; ++i) {
         if (nc > 1 && across <= 4 && rows[i].to - rows[i].from > 8) {
             // A tall thin bar: one row of its few pixels, repeated down, so each row is one span.
@@ -456,12 +525,60 @@ void drawFramedBox(QPainter* p, const QRectF& box, FrameStyle style, const Frame
             if (direct && !QRegion(mapped.adjusted(-1, -1, 1, 1)).subtracted(interior).isEmpty()) direct = false;
         }
         if (direct) {
-            Shadow::draw(p, stock, radius, {0, offset}, 0.3, inside);
+            const QTransform toDevice = p->deviceTransform();
+            const bool upright = toDevice.type() <= QTransform::TxScale && toDevice.m11() > 0 && toDevice.m22() > 0;
+            // Upright, the shadow of the plain box: its corners round by a tenth of the blur,
+            // which the blur hides, and a box's shadow is made exactly and fast.
+            QPainterPath plain;
+            plain.addRect(box);
+            Shadow::draw(p, upright ? plain : stock, radius, {0, offset}, 0.3, inside);
             p->save();
             p->setRenderHint(QPainter::Antialiasing);
-            const QTransform toDevice = p->deviceTransform();
-            if (toDevice.type() <= QTransform::TxScale) {
-                p->fillPath(FilmStrip::punched(box, vertical, t), FilmStrip::stockColor());
+            if (upright) {
+                // A path full of holes costs the rasterizer its whole area: punch only the two
+                // sprocket bands, cut from the plain middle along whole device pixels, and fill
+                // the middle as pixels, less what the photos cover.
+                const QRectF d = toDevice.mapRect(box);
+                const qreal across = t * (vertical ? toDevice.m11() : toDevice.m22());
+                const int from = qRound((vertical ? d.left() : d.top()) + across);
+                const int to = qRound((vertical ? d.right() : d.bottom()) - across);
+                const QRect outer = d.toAlignedRect();
+                const QPoint firstEnd = vertical ? QPoint(from - 1, outer.bottom()) : QPoint(outer.right(), from - 1);
+                const QPoint secondStart = vertical ? QPoint(to, outer.top()) : QPoint(outer.left(), to);
+                const QRect bands[2] = {QRect(outer.topLeft(), firstEnd), QRect(secondStart, outer.bottomRight())};
+                const QTransform world = p->worldTransform();
+                const QTransform toPixels = world * toDevice.inverted();
+                const QTransform fromDevice = toDevice.inverted();
+                for (const QRect& band : bands) {
+                    if (band.isEmpty()) continue;
+                    // The rasterizer walks a path's whole height whatever the clip: each band
+                    // gets a path of its own part of the strip.
+                    const QRectF local = fromDevice.mapRect(QRectF(band));
+                    QPainterPath part;
+                    part.addRect(local);
+                    QPainterPath edge;
+                    edge.addRoundedRect(box, 0.08 * t, 0.08 * t);
+                    part = edge.intersected(part);
+                    part.setFillRule(Qt::OddEvenFill);
+                    for (const QRectF& hole : holes)
+                        if (local.contains(hole.translated(box.topLeft()).center()))
+                            part.addRoundedRect(hole.translated(box.topLeft()), 0.066 * t, 0.066 * t);
+                    p->fillPath(part, FilmStrip::stockColor());
+                }
+                if (to > from) {
+                    p->setWorldTransform(toPixels);
+                    // The partly covered pixels along the long edges, then the whole ones.
+                    const qreal lo = vertical ? d.top() : d.left(), hi = vertical ? d.bottom() : d.right();
+                    const int inLo = qCeil(lo), inHi = qFloor(hi);
+                    auto span = [&](qreal a, qreal b) {
+                        return vertical ? QRectF(from, a, to - from, b - a) : QRectF(a, from, b - a, to - from);
+                    };
+                    if (inLo > lo) fillDevicePixels(p, span(lo, std::min<qreal>(inLo, hi)), FilmStrip::stockColor());
+                    if (hi > inHi && inHi >= inLo) fillDevicePixels(p, span(inHi, hi), FilmStrip::stockColor());
+                    if (inHi > inLo)
+                        for (const QRect& r : QRegion(span(inLo, inHi).toRect()).subtracted(hidden))
+                            p->fillRect(r, FilmStrip::stockColor());
+                }
             } else {
                 // Turned, a path full of holes costs the rasterizer its whole area: fill the plain
                 // middle straight on and punch the two sprocket bands in small upright layers.
@@ -547,7 +664,7 @@ void drawFramedBox(QPainter* p, const QRectF& box, FrameStyle style, const Frame
         }
         break;
     case FrameStyle::tape:
-        drawTape(p, box, u, caption);
+        drawTape(p, box, caption);
         break;
     }
 }
@@ -559,6 +676,7 @@ void drawComposition(QPainter* p, const PieceGeometry& g, const QList<Photo>& sh
                      const Piece& piece)
 {
     const bool bare = g.style == FrameStyle::bare;
+    const bool onFrame = g.style == FrameStyle::film || g.style == FrameStyle::tape;
     if (g.perTile) {
         struct Tile {
             const Photo* photo;
@@ -616,12 +734,16 @@ void drawComposition(QPainter* p, const PieceGeometry& g, const QList<Photo>& sh
             const QRegion covered = opaquePhoto(photo, window, deviceScale(p))
                 ? Shadow::inside(window.adjusted(t.radius, t.radius, -t.radius, -t.radius), p->deviceTransform(), 1.0)
                 : QRegion();
-            drawFramedBox(p, t.box, g.style, t.insets, piece.vertical,
-                          g.style == FrameStyle::instant ? photo.caption : QString(),
+            // Film and tape print the piece's caption on the top tile's frame; instant tiles
+            // carry their photos' own.
+            const QString tileCaption = g.style == FrameStyle::instant ? photo.caption
+                : onFrame && i + 1 == tiles.size()                     ? caption
+                                                                       : QString();
+            drawFramedBox(p, t.box, g.style, t.insets, piece.vertical, tileCaption,
                           [&](const QRectF& w) { drawPhotoTile(p, w, photo, t.radius, false, {}); }, covered);
             p->restore();
         }
-        if (!caption.isEmpty()) {
+        if (!caption.isEmpty() && !onFrame) {
             const qreal u = std::sqrt(g.framedSize.width * g.framedSize.height);
             PaperLabel::draw(p, caption, u, QPointF(0, g.framedSize.height + 0.02 * u),
                              g.framedSize.width - 2 * PaperLabel::metrics(u).horizontalPadding);
@@ -706,6 +828,76 @@ void drawPrepared(QPainter* p, const PieceView& view, const Prepared& prepared)
     drawComposition(p, g, prepared.shown, prepared.caption, view.piece);
 }
 
+// The memory of canvases let go, for the next rendering of a similar size. Fresh memory costs a
+// page fault and a zeroed page per 4 KiB, a few milliseconds for a column's canvas; every pixel is
+// written anyway. Holds nothing drawn, only free buffers, up to a budget.
+class Canvases {
+public:
+    static QImage make(QSize size)
+    {
+        const qsizetype bytesPerLine = qsizetype(size.width()) * 4;
+        const qsizetype need = bytesPerLine * size.height();
+        auto* held = new Held{nullptr, 0};
+        {
+            QMutexLocker lock(&shared().m_mutex);
+            auto& spare = shared().m_spare;
+            // The last let go that fits, wasting at most half again: likely still in the CPU's
+            // caches, which an older one is not.
+            for (auto it = spare.rbegin(); it != spare.rend(); ++it)
+                if (it->capacity >= need && it->capacity <= need + need / 2) {
+                    *held = *it;
+                    shared().m_bytes -= it->capacity;
+                    spare.erase(std::next(it).base());
+                    break;
+                }
+        }
+        if (!held->data) {
+            held->data = std::malloc(size_t(need));
+            held->capacity = need;
+        }
+        if (!held->data) {
+            delete held;
+            return {};
+        }
+        return QImage(static_cast<uchar*>(held->data), size.width(), size.height(), bytesPerLine,
+                      QImage::Format_ARGB32_Premultiplied, &Canvases::release, held);
+    }
+
+private:
+    struct Held {
+        void* data;
+        qsizetype capacity;
+    };
+    static constexpr qsizetype kBudget = 64 * 1024 * 1024;
+    // Never destroyed: a rendering may outlive every static.
+    static Canvases& shared()
+    {
+        static Canvases* instance = new Canvases;
+        return *instance;
+    }
+    static void release(void* info)
+    {
+        auto* held = static_cast<Held*>(info);
+        {
+            QMutexLocker lock(&shared().m_mutex);
+            auto& spare = shared().m_spare;
+            spare.push_back(*held);
+            shared().m_bytes += held->capacity;
+            // Oldest out first once over the budget.
+            while (shared().m_bytes > kBudget && !spare.empty()) {
+                std::free(spare.front().data);
+                shared().m_bytes -= spare.front().capacity;
+                spare.erase(spare.begin());
+            }
+        }
+        delete held;
+    }
+
+    QMutex m_mutex;
+    std::vector<Held> m_spare;
+    qsizetype m_bytes = 0;
+};
+
 } // namespace
 
 QSizeF canvasSize(const PieceView& view) { return prepare(view).canvas; }
@@ -727,7 +919,7 @@ QImage render(const PieceView& view, qreal devicePixelRatio)
     const qreal w = std::ceil(prepared.canvas.width() * dpr - 1e-6);
     const qreal h = std::ceil(prepared.canvas.height() * dpr - 1e-6);
     if (!(w >= 1 && h >= 1 && w <= kMaxSide && h <= kMaxSide)) return {};
-    QImage image(static_cast<int>(w), static_cast<int>(h), QImage::Format_ARGB32_Premultiplied);
+    QImage image = Canvases::make(QSize(static_cast<int>(w), static_cast<int>(h)));
     if (image.isNull()) return {};
     // Clear the canvas except where a paper frame is about to be filled opaquely (a column's
     // canvas is millions of pixels; its paper covers most of them).

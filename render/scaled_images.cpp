@@ -70,9 +70,10 @@ QImage ScaledImages::scale(const QImage& image, const QRect& source, const QSize
         view = reduced;
     }
     if (view.size() == size) return reduced.isNull() ? view.copy() : reduced;
-    // Within 1.5× (or enlarging), bilinear sampling looks the same as area averaging and costs a
-    // fraction; beyond, it would skip pixels and alias.
-    if (view.width() <= 1.5 * size.width() && view.height() <= 1.5 * size.height()) {
+    // Within 2× (or enlarging), bilinear sampling looks the same as area averaging: each output
+    // pixel mixes the two source pixels nearest its centre, about the width it covers. It costs
+    // a fraction; beyond 2×, it would skip pixels and alias.
+    if (view.width() < 2 * size.width() && view.height() < 2 * size.height()) {
         QImage out(size, view.format());
         if (out.isNull()) return {};
         QPainter p(&out);

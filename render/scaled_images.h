@@ -27,7 +27,7 @@ public:
     QImage get(const QImage& image, const QRect& source, const QSize& size);
 
     // Smooth scaling that first halves the picture (averaging 2 × 2 pixels) while it stays at
-    // least as large as `size`, then samples bilinearly within 1.5× or averages areas beyond: the
+    // least as large as `size`, then samples bilinearly within 2× or averages areas beyond: the
     // look of one smooth scale at a fraction of the cost.
     static QImage scale(const QImage& image, const QRect& source, const QSize& size);
 

@@ -153,6 +153,15 @@ struct Mask {
     QImage tinted;
     QRect deviceRect;
     QRect reached;
+    // A rectangle's shadow instead: device-sized pieces to copy at their positions, none under
+    // the cover it was made for.
+    std::vector<std::pair<QPoint, QImage>> pieces;
+    qsizetype bytes() const
+    {
+        qsizetype n = tinted.sizeInBytes();
+        for (const auto& piece : pieces) n += piece.second.sizeInBytes();
+        return n;
+    }
 };
 
 std::optional<Mask> makeMask(const QTransform& toDevice, const QRectF& bounds,
@@ -224,8 +233,95 @@ std::optional<Mask> makeMask(const QTransform& toDevice, const QRectF& bounds,
     return Mask{tinted, deviceRect, reached};
 }
 
+// The blur of a box's edge along one axis, as makeMask makes it: the coverage of pixels by
+// [from, to] at `reduce` times the device resolution, blurred by three box passes of half-width
+// `box` there, then sampled linearly at each device pixel from `*first` on (as many as returned).
+std::vector<double> blurredEdge(double from, double to, qreal reduce, int box, int* first)
+{
+    const double reach = 3.0 * box / reduce + 2;
+    *first = qFloor(from - reach);
+    const int n = std::max(1, qCeil(to + reach) - *first);
+    const int m = std::max(1, qCeil(n * reduce));
+    std::vector<double> v(m), copy(m);
+    for (int k = 0; k < m; ++k)
+        v[k] = std::max(0.0, std::min(to, *first + (k + 1) / reduce) - std::max(from, *first + k / reduce)) * reduce;
+    const double window = 2 * box + 1;
+    for (int pass = 0; pass < 3 && box > 0; ++pass) {
+        copy = v;
+        double sum = 0;
+        for (int i = 0; i <= std::min(box, m - 1); ++i) sum += copy[i];
+        for (int i = 0; i < m; ++i) {
+            v[i] = sum / window;
+            if (i + box + 1 < m) sum += copy[i + box + 1];
+            if (i - box >= 0) sum -= copy[i - box];
+        }
+    }
+    std::vector<double> out(n);
+    const double step = double(m) / n;
+    for (int x = 0; x < n; ++x) {
+        const double u = (x + 0.5) * step - 0.5;
+        const int k = qFloor(u);
+        const double f = u - k;
+        out[x] = v[std::clamp(k, 0, m - 1)] * (1 - f) + v[std::clamp(k + 1, 0, m - 1)] * f;
+    }
+    return out;
+}
+
+// The shadow of an upright rectangle: a box blur of a box is the product of the blurs of its two
+// edges, so it is made at full resolution from two rows of numbers, only where it can show, and
+// copied straight, where a general mask is stretched over the whole area on every drawing.
+Mask rectangleMask(const QRectF& deviceBox, qreal deviceRadius, qreal opacity, const QRegion& covered)
+{
+    const qreal reduce = deviceRadius > 6 ? 6 / deviceRadius : 1.0;
+    const int box = deviceRadius >= 1 ? std::max(1, qRound(deviceRadius * reduce * 0.5)) : 0;
+    int x0 = 0, y0 = 0;
+    const std::vector<double> across = blurredEdge(deviceBox.left(), deviceBox.right(), reduce, box, &x0);
+    const std::vector<double> down = blurredEdge(deviceBox.top(), deviceBox.bottom(), reduce, box, &y0);
+    // As makeMask rounds: coverage to 8 bits, then times the opacity in 256ths, truncated.
+    const int level = std::clamp(qRound(opacity * 256), 0, 256);
+    auto alpha = [level](double coverage) { return (int(coverage * 255 + 0.5) * level) >> 8; };
+    // Where any alpha is left: the far tail of the blur rounds to nothing.
+    auto span = [&alpha](const std::vector<double>& v, int origin) {
+        int a = 0, b = int(v.size()) - 1;
+        while (a <= b && alpha(v[a]) == 0) ++a;
+        while (b >= a && alpha(v[b]) == 0) --b;
+        return std::pair{origin + a, origin + b};
+    };
+    const auto [left, right] = span(across, x0);
+    const auto [top, bottom] = span(down, y0);
+    Mask mask;
+    if (right < left || bottom < top) return mask;
+    const QRect support(QPoint(left, top), QPoint(right, bottom));
+    mask.deviceRect = mask.reached = support;
+    if (support.width() > 16384 + 4096 || support.height() > 16384 + 4096) return mask;
+    for (const QRect& r : QRegion(support).subtracted(covered)) {
+        QImage piece(r.size(), QImage::Format_ARGB32_Premultiplied);
+        if (piece.isNull()) return Mask{};
+        for (int y = 0; y < r.height(); ++y) {
+            const double row = down[r.top() + y - y0];
+            auto* line = reinterpret_cast<quint32*>(piece.scanLine(y));
+            const double* column = across.data() + (r.left() - x0);
+            for (int x = 0; x < r.width(); ++x) line[x] = quint32(alpha(row * column[x])) << 24;
+        }
+        mask.pieces.emplace_back(r.topLeft(), piece);
+    }
+    return mask;
+}
+
 void drawMask(QPainter* painter, const Mask& mask, const QTransform& toDevice, const QRectF& cover)
 {
+    if (!mask.pieces.empty()) {
+        painter->save();
+        painter->setWorldTransform(painter->worldTransform() * toDevice.inverted());
+        painter->setCompositionMode(QPainter::CompositionMode_SourceOver);
+        // Whole pixels onto whole pixels: without these hints the raster engine copies them
+        // straight, with them it samples every pixel.
+        painter->setRenderHint(QPainter::Antialiasing, false);
+        painter->setRenderHint(QPainter::SmoothPixmapTransform, false);
+        for (const auto& [at, piece] : mask.pieces) painter->drawImage(at, piece);
+        painter->restore();
+        return;
+    }
     if (mask.tinted.isNull()) return;
     // Draw in device pixels, whatever the painter's own scaling (a widget's pixel ratio included).
     painter->save();
@@ -263,7 +359,7 @@ public:
     void insert(const QByteArray& key, const Mask& mask)
     {
         QMutexLocker lock(&m_mutex);
-        if (!m_masks.contains(key)) m_masks.insert(key, mask, mask.tinted.sizeInBytes());
+        if (!m_masks.contains(key)) m_masks.insert(key, mask, mask.bytes());
     }
     int count()
     {
@@ -280,6 +376,19 @@ private:
     QMutex m_mutex;
     LruCache<QByteArray, Mask> m_masks{maskLimit, maskBudget};
 };
+
+// Whether `shape` is one axis-aligned rectangle (as QPainterPath::addRect makes it).
+bool isRectangle(const QPainterPath& shape)
+{
+    if (shape.elementCount() != 5) return false;
+    const QRectF r = shape.boundingRect();
+    for (int i = 0; i < 5; ++i) {
+        const QPainterPath::Element e = shape.elementAt(i);
+        if ((i == 0) != e.isMoveTo() || (!e.isMoveTo() && !e.isLineTo())) return false;
+        if ((e.x != r.left() && e.x != r.right()) || (e.y != r.top() && e.y != r.bottom())) return false;
+    }
+    return r.isValid();
+}
 
 QByteArray maskKey(const QPainterPath& shape, const QTransform& toDevice, qreal radius, QPointF offset,
                    qreal opacity)
@@ -319,11 +428,25 @@ void draw(QPainter* painter, const QPainterPath& shape, qreal radius, QPointF of
     if (!painter || opacity <= 0 || shape.isEmpty() || !shape.boundingRect().isValid()) return;
     if (!std::isfinite(radius) || radius < 0) radius = 0;
     const QTransform toDevice = painter->deviceTransform();
-    const QByteArray key = maskKey(shape, toDevice, radius, offset, opacity);
+    QByteArray key = maskKey(shape, toDevice, radius, offset, opacity);
+    // An upright rectangle's shadow is made exactly, and only outside its cover.
+    const QRectF bounds = shape.boundingRect();
+    const bool rectangle = toDevice.type() <= QTransform::TxScale && toDevice.m11() > 0 && toDevice.m22() > 0
+        && isRectangle(shape);
+    if (rectangle)
+        for (qreal v : {cover.x(), cover.y(), cover.width(), cover.height()})
+            key.append(reinterpret_cast<const char*>(&v), sizeof v);
     std::optional<Mask> mask = Masks::shared().find(key);
     if (!mask) {
-        mask = makeMask(toDevice, shape.boundingRect(), [&shape](QPainter* p) { p->fillPath(shape, Qt::black); },
-                        radius, offset, opacity);
+        if (rectangle) {
+            const QRectF device = toDevice.mapRect(bounds.translated(offset));
+            const qreal scale = std::sqrt(std::abs(toDevice.determinant()));
+            mask = rectangleMask(device, radius * scale, opacity,
+                                 cover.isEmpty() ? QRegion() : inside(cover, toDevice, 1.0));
+        } else {
+            mask = makeMask(toDevice, bounds, [&shape](QPainter* p) { p->fillPath(shape, Qt::black); }, radius,
+                            offset, opacity);
+        }
         if (!mask) return;
         Masks::shared().insert(key, *mask);
     }

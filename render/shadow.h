@@ -27,7 +27,8 @@ void boxBlur(QImage& alpha8, int radius, int passes = 3);
 void draw(QPainter* painter, const QRectF& bounds, const std::function<void(QPainter*)>& shape, qreal radius,
           QPointF offset, qreal opacity, const QRectF& cover = {});
 // Outlines given as a path keep their blurred masks (by path, device transform, radius, offset and
-// opacity, least recently used out first), so drawing the same piece again only composites.
+// opacity, least recently used out first), so drawing the same piece again only composites. An
+// upright rectangle's mask is made at full resolution outside `cover` only, and copied.
 void draw(QPainter* painter, const QPainterPath& shape, qreal radius, QPointF offset, qreal opacity,
           const QRectF& cover = {});
 inline constexpr int maskLimit = 256;

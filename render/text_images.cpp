@@ -43,11 +43,11 @@ void draw(QPainter* painter, const QFont& font, const QColor& color, const QRect
 {
     if (!painter || text.isEmpty()) return;
     const QTransform toDevice = painter->deviceTransform();
-    const qreal scale = toDevice.m11();
+    const qreal scale = std::sqrt(std::abs(toDevice.determinant()));
     const QPaintDevice* device = painter->device();
-    const bool upright = toDevice.type() <= QTransform::TxScale && scale > 0 && toDevice.m22() == scale;
     const QFontMetricsF metrics(font, device);
-    if (!upright || !device || metrics.height() * scale < minimumPixels || !rect.isValid()) {
+    if (toDevice.type() > QTransform::TxRotate || !std::isfinite(scale) || !(scale > 0) || !device
+        || metrics.height() * scale < minimumPixels || !rect.isValid()) {
         drawDirectly(painter, font, color, rect, flags, text);
         return;
     }
@@ -63,15 +63,20 @@ void draw(QPainter* painter, const QFont& font, const QColor& color, const QRect
     const QPoint origin(qFloor(mapped.left()), qFloor(mapped.top()));
     const QPointF fraction = mapped.topLeft() - QPointF(origin);
     const QSize size(qCeil(mapped.right()) - origin.x(), qCeil(mapped.bottom()) - origin.y());
-    // Everything the pixels depend on: the fraction in 1/256ths of a pixel, far finer than text
-    // positioning.
-    const QString key = QStringLiteral("%1\x1f%2\x1f%3\x1f%4\x1f%5x%6\x1f%7\x1f%8,%9\x1f%10,%11")
+    // Everything the pixels depend on: the turn and scale, and the fraction in 1/256ths of a
+    // pixel, far finer than text positioning. Turned text is cached too: a tilted piece or a
+    // caption on tape would otherwise fill large glyphs as outlines on every drawing.
+    auto fixed = [](qreal v) { return qRound(v * 4096); };
+    const QString key = QStringLiteral("%1\x1f%2\x1f%3\x1f%4\x1f%5x%6\x1f%7,%8,%9,%10\x1f%11,%12\x1f%13,%14")
                             .arg(text, font.key())
                             .arg(color.rgba())
                             .arg(flags)
-                            .arg(qRound(rect.width() * 4096))
-                            .arg(qRound(rect.height() * 4096))
-                            .arg(qRound(scale * 4096))
+                            .arg(fixed(rect.width()))
+                            .arg(fixed(rect.height()))
+                            .arg(fixed(toDevice.m11()))
+                            .arg(fixed(toDevice.m12()))
+                            .arg(fixed(toDevice.m21()))
+                            .arg(fixed(toDevice.m22()))
                             .arg(qRound(fraction.x() * 256))
                             .arg(qRound(fraction.y() * 256))
                             .arg(device->logicalDpiX())
@@ -95,9 +100,7 @@ void draw(QPainter* painter, const QFont& font, const QColor& color, const QRect
         {
             QPainter p(&image);
             p.setRenderHints(painter->renderHints());
-            p.translate(fraction);
-            p.scale(scale, scale);
-            p.translate(-area.topLeft());
+            p.setTransform(toDevice * QTransform::fromTranslate(-origin.x(), -origin.y()));
             p.setFont(font);
             p.setPen(color);
             p.drawText(rect, flags, text);
@@ -107,7 +110,10 @@ void draw(QPainter* painter, const QFont& font, const QColor& color, const QRect
     }
     painter->save();
     painter->setWorldTransform(painter->worldTransform() * toDevice.inverted());
-    painter->drawImage(QRectF(origin, size), image, QRectF(image.rect()));
+    // Whole pixels: a straight copy, which the smoothing hints would turn into sampling.
+    painter->setRenderHint(QPainter::Antialiasing, false);
+    painter->setRenderHint(QPainter::SmoothPixmapTransform, false);
+    painter->drawImage(origin, image);
     painter->restore();
 }
 

@@ -11,9 +11,9 @@ class QPainter;
 
 namespace velora::TextImages {
 
-// As painter->drawText(rect, flags, text) with `font` and `color`. On an upright painter with
-// text at least `minimumPixels` tall, the text comes from a cache of its renderings (the same
-// pixels: drawn at the same fraction of a pixel); turned painters and small text draw directly.
+// As painter->drawText(rect, flags, text) with `font` and `color`. With text at least
+// `minimumPixels` tall, upright or turned, the text comes from a cache of its renderings (the
+// same pixels: drawn with the same transform, up to whole pixels); small text draws directly.
 void draw(QPainter* painter, const QFont& font, const QColor& color, const QRectF& rect, int flags,
           const QString& text);
 

@@ -1,6 +1,7 @@
-// Render cost of every style × layout at width 560, 2×, with images already decoded (warm and cold
-// scaled copies), and of one crossfade frame (alone and in a panel's paint); each against a plain
-// blit of an image of the same size, timed in the same run.
+// Render cost of every style × layout at width 560, 2×, with images already decoded (cold: nothing
+// of the renderer's own kept; warm: all of it), against the plain drawing of the same photos into
+// their tiles; and of one crossfade frame (alone and in a panel's paint) against a blit of an image
+// of its size. Each reference is timed in the same run.
 #include "bench_common.h"
 #include "crossfade.h"
 #include "demo_art.h"
@@ -28,6 +29,9 @@ double timeIt(const std::function<void()>& work, int runs)
     return g_best ? bench::bestMs(work, runs) : bench::medianMs(work, runs);
 }
 
+QString g_caption = QStringLiteral("Summer by the sea"); // --caption TEXT
+bool g_vertical = false;                                 // --vertical: film strips upright
+
 // The benchmark's piece of `style` × `layout`: width 560, a caption, as many photos as the layout
 // shows at its best.
 PieceView pieceOf(FrameStyle style, CollageLayout layout, const QList<Photo>& photos, double tilt = 0)
@@ -36,7 +40,8 @@ PieceView pieceOf(FrameStyle style, CollageLayout layout, const QList<Photo>& ph
     v.piece.layout = layout;
     v.piece.frame = style;
     v.piece.width = 560;
-    v.piece.caption = QStringLiteral("Summer by the sea");
+    v.piece.caption = g_caption;
+    v.piece.vertical = g_vertical;
     v.piece.seed = 7;
     v.piece.tilt = tilt;
     const int count = layout == CollageLayout::single ? 1 : layout == CollageLayout::justified ? 6 : 3;
@@ -53,6 +58,48 @@ double blit(QSize size, int runs)
         target.fill(Qt::transparent);
         QPainter p(&target);
         p.drawImage(0, 0, source);
+    }, runs);
+}
+
+// The least any rendering of `v` does: a transparent image of the canvas's size with each decoded
+// photo (the copy the renderer would pick) drawn smoothly into its tile, turned as the tile is; no
+// frame, shadow or caption.
+double plain(const PieceView& v, qreal dpr, int runs)
+{
+    const QList<Photo> shown = v.shown();
+    const PieceGeometry g = v.geometry();
+    const QSizeF canvas(g.outerSize.width, g.outerSize.height);
+    const QSize px(qCeil(canvas.width() * dpr - 1e-6), qCeil(canvas.height() * dpr - 1e-6));
+    struct Tile {
+        QImage image;
+        QRectF rect;
+        QPointF centre;
+        qreal angle;
+    };
+    std::vector<Tile> tiles;
+    const QPointF corner((canvas.width() - g.framedSize.width) / 2 + (g.perTile ? 0 : g.insets.left),
+                         (canvas.height() - g.framedSize.height) / 2 + (g.perTile ? 0 : g.insets.top));
+    for (const PlacedTile& t : g.arrangement.tiles) {
+        if (t.index < 0 || t.index >= shown.size()) continue;
+        const bool small = std::max(t.frame.width, t.frame.height) * dpr <= PieceRenderer::thumbnailLimit;
+        const std::optional<QImage> image = ImageCache::shared().image(shown[t.index], small);
+        if (!image) continue;
+        tiles.push_back({*image, QRectF(-t.frame.width / 2, -t.frame.height / 2, t.frame.width, t.frame.height),
+                         corner + QPointF(t.frame.x + t.frame.width / 2, t.frame.y + t.frame.height / 2), t.rotation});
+    }
+    return timeIt([&] {
+        QImage target(px, QImage::Format_ARGB32_Premultiplied);
+        target.fill(Qt::transparent);
+        QPainter p(&target);
+        p.setRenderHint(QPainter::SmoothPixmapTransform);
+        p.scale(dpr, dpr);
+        for (const Tile& t : tiles) {
+            p.save();
+            p.translate(t.centre);
+            p.rotate(t.angle);
+            p.drawImage(t.rect, t.image);
+            p.restore();
+        }
     }, runs);
 }
 } // namespace
@@ -76,6 +123,8 @@ int main(int argc, char** argv)
     const int runs = std::clamp(option("--runs").isEmpty() ? 15 : option("--runs").toInt(), 1, 1000);
     const QString only = option("--only");
     g_best = args.contains(QStringLiteral("--best"));
+    if (args.contains(QStringLiteral("--caption"))) g_caption = option("--caption");
+    g_vertical = args.contains(QStringLiteral("--vertical"));
 
     // --dump DIR: write every style × layout (and a tilted variant) as PNG, to compare renderings.
     const qsizetype dumpAt = args.indexOf(QStringLiteral("--dump"));
@@ -98,9 +147,10 @@ int main(int argc, char** argv)
     // warm: decoded photos plus the renderer's own caches (photos scaled to the tiles' device size,
     // shadow masks, large text) all filled, as on every rendering but the first of a new photo;
     // cold: decoded photos only, so each run scales photos, blurs shadows and sets text again (the
-    // first rendering of a new slideshow photo).
-    std::printf("%-20s %10s %8s %8s %8s %7s %7s\n", "piece (560 pt, 2x)", "canvas px", "warm ms", "cold ms",
-                "blit ms", "warm/b", "cold/b");
+    // first rendering of a new slideshow photo); plain: the same photos drawn into their tiles
+    // with nothing else, in a new image of the same size.
+    std::printf("%-20s %10s %8s %8s %8s %7s %7s\n", "piece (560 pt, 2x)", "canvas px", "cold ms", "warm ms",
+                "plain ms", "cold/p", "warm/p");
     double worst = 0, worstCold = 0;
     for (FrameStyle style : allFrameStyles)
         for (CollageLayout layout : allCollageLayouts) {
@@ -113,11 +163,11 @@ int main(int argc, char** argv)
                 image = PieceRenderer::render(v, dpr);
             }, runs);
             const double warm = timeIt([&] { image = PieceRenderer::render(v, dpr); }, runs);
-            const double reference = blit(image.size(), runs);
+            const double reference = plain(v, dpr, runs);
             worst = std::max(worst, warm);
             worstCold = std::max(worstCold, cold);
-            std::printf("%-20s %5dx%-5d %8.2f %8.2f %8.3f %7.1f %7.1f\n", qPrintable(name), image.width(),
-                        image.height(), warm, cold, reference, warm / reference, cold / reference);
+            std::printf("%-20s %5dx%-5d %8.2f %8.2f %8.2f %7.2f %7.2f\n", qPrintable(name), image.width(),
+                        image.height(), cold, warm, reference, cold / reference, warm / reference);
         }
 
     PieceView v;
@@ -142,10 +192,11 @@ int main(int argc, char** argv)
         fade.paint(&p, centre, 0.5);
     }, 40);
     const double fadeRef = blit(frameSize, 40);
-    std::printf("%-20s %5dx%-5d %8.2f %8s %8.3f %7.1f\n", "crossfade frame", frameSize.width(), frameSize.height(),
-                fadeMs, "", fadeRef, fadeMs / fadeRef);
-    std::printf("%-20s %5dx%-5d %8.2f %8s %8.3f %7.1f\n", "crossfade paint", frameSize.width(), frameSize.height(),
-                paintMs, "", fadeRef, paintMs / fadeRef);
+    std::printf("\n%-20s %10s %8s %8s %7s\n", "crossfade", "frame px", "ms", "blit ms", "ms/b");
+    std::printf("%-20s %5dx%-5d %8.2f %8.3f %7.1f\n", "crossfade frame", frameSize.width(), frameSize.height(),
+                fadeMs, fadeRef, fadeMs / fadeRef);
+    std::printf("%-20s %5dx%-5d %8.2f %8.3f %7.1f\n", "crossfade paint", frameSize.width(), frameSize.height(),
+                paintMs, fadeRef, paintMs / fadeRef);
     std::printf("\nslowest piece warm %.2f ms, cold %.2f ms (target < 16 ms); crossfade frame %.2f ms, with the "
                 "panel's paint %.2f ms (target < 2 ms); renders %d\n",
                 worst, worstCold, fadeMs, paintMs, fade.renderCount());

@@ -147,6 +147,25 @@ private slots:
             }
     }
 
+    // A rendering kept stays as it was while later ones reuse the memory of those let go.
+    void canvasMemoryIsReusedNeverShared()
+    {
+        const Photo photo = halvesPhoto(QStringLiteral("C2"), {600, 400});
+        const PieceView a = viewOf({photo}, CollageLayout::single, FrameStyle::gallery, 240);
+        const PieceView b = viewOf({photo}, CollageLayout::single, FrameStyle::film, 240);
+        QImage kept = PieceRenderer::render(a, 2);
+        const QImage snapshot = kept.copy();
+        const uchar* memory = kept.constBits();
+        (void)PieceRenderer::render(b, 2); // let go at once
+        const QImage other = PieceRenderer::render(b, 2);
+        QVERIFY(other.constBits() != memory);
+        QCOMPARE(kept, snapshot);
+        kept = QImage();
+        const QImage again = PieceRenderer::render(a, 2);
+        QCOMPARE(again.constBits(), memory);
+        QCOMPARE(again, snapshot);
+    }
+
     void scaledCopiesAreCachedBoundedAndKeyedBySize()
     {
         QImage source(400, 300, QImage::Format_RGB32);
@@ -237,7 +256,8 @@ private slots:
         const QRectF rect(10.3, 20.7, 400.2, 60.1);
         const QString text = QStringLiteral("Summer by the sea \u2019\u2026");
         TextImages::clear();
-        for (qreal scale : {1.0, 2.0, 1.5}) {
+        for (qreal scale : {1.0, 2.0, 1.5})
+        for (qreal angle : {0.0, -9.0}) { // turned text (a tilted piece, tape) is cached as well
             QImage direct = canvas({1000, 300});
             QImage cached = direct.copy();
             QImage again = direct.copy();
@@ -247,6 +267,7 @@ private slots:
                 p.setRenderHint(QPainter::TextAntialiasing);
                 p.translate(3.37, 1.91);
                 p.scale(scale, scale);
+                p.rotate(angle);
                 if (target == &direct) {
                     p.setFont(font);
                     p.setPen(QColor(40, 30, 60));
@@ -255,10 +276,11 @@ private slots:
                     TextImages::draw(&p, font, QColor(40, 30, 60), rect, Qt::AlignCenter | Qt::TextSingleLine, text);
                 }
             }
-            QVERIFY2(maxDifference(direct, cached) <= 2, qPrintable(QStringLiteral("scale %1").arg(scale)));
+            QVERIFY2(maxDifference(direct, cached) <= 2,
+                     qPrintable(QStringLiteral("scale %1 angle %2").arg(scale).arg(angle)));
             QCOMPARE(cached, again); // the second comes from the cache
         }
-        QCOMPARE(TextImages::count(), 3);
+        QCOMPARE(TextImages::count(), 6);
         // Bounded: the oldest renderings go.
         QImage sink = canvas({200, 100});
         QPainter p(&sink);
