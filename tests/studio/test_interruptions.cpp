@@ -129,9 +129,10 @@ private slots:
             QElapsedTimer sinceSignal;
             sinceSignal.start();
             child.signal(SIGTERM);
-            const ChildProcess::Result r = child.wait(5000);
+            // Well before the import could finish; loose enough for a busy machine.
+            const ChildProcess::Result r = child.wait(8000);
             QVERIFY(r.finished);
-            QVERIFY2(sinceSignal.elapsed() < 2000, qPrintable(QString::number(sinceSignal.elapsed())));
+            QVERIFY2(sinceSignal.elapsed() < 4000, qPrintable(QString::number(sinceSignal.elapsed())));
             QCOMPARE(r.exitCode, 0);
 
             Storage::setRoot(root);
