@@ -312,25 +312,45 @@ void drawFilmPrint(QPainter* p, const QRectF& box, const QRectF& window, bool ve
     // The ink's height per point of size, whatever the letters (accents, a Q's tail).
     const QRectF ink = QFontMetricsF(fontAt(size), p->device()).tightBoundingRect(text);
     if (!(ink.height() > 0)) return;
-    // Clear of the holes and the picture by a tenth of the space and a device pixel, which
-    // antialiasing may tint. The space between the hole row (0.76·t in from the edge) and the
-    // picture holds the text; when it is too thin for the smallest readable size, the wider one
-    // between the holes and the edge does.
+    // Clear of the holes and the picture by a device pixel, which antialiasing may tint. The
+    // space between the hole row (0.76·t in from the edge) and the picture holds the text; when
+    // it is too thin for the smallest readable size, the wider one between the holes and the
+    // edge does.
     const qreal clear = 1.0 / deviceScale(p);
-    const qreal inner = 0.24 * t - 0.048 * t - 2 * clear;
-    const qreal outer = 0.44 * t - 0.088 * t - 2 * clear;
+    const qreal inner = 0.24 * t - 2 * clear;
+    const qreal outer = 0.44 * t - 2 * clear;
     const qreal innerSize = std::min(size, size * inner / ink.height());
-    const bool outside = innerSize < 7.0 && outer > inner;
-    const qreal points = outside ? std::min(size, size * outer / ink.height()) : innerSize;
+    const qreal outerSize = std::min(size, size * outer / ink.height());
+    // Too thin on either side of the holes for the smallest readable size: the print takes the
+    // middle of the band, and the holes along its length are left unpunched (stock over them),
+    // the rest of the row carrying on beside it.
+    const bool across = std::max(innerSize, outerSize) < 7.0;
+    const bool outside = !across && innerSize < 7.0 && outer > inner;
+    const qreal points = across ? std::min(size, size * (t - 2 * clear) / ink.height())
+                                : outside ? outerSize : innerSize;
     if (!(points > 0)) return;
     const QFont font = fontAt(points);
     const QFontMetricsF fm(font, p->device());
     const QRectF shrunk = fm.tightBoundingRect(text);
     // Distance of the ink's middle from the strip's outer edge, and of the baseline from it.
-    const qreal centre = outside ? 0.22 * t : 0.88 * t;
+    const qreal centre = across ? 0.5 * t : outside ? 0.22 * t : 0.88 * t;
     const qreal middle = (shrunk.top() + shrunk.bottom()) / 2;
     const qreal length = (vertical ? window.height() : window.width()) - 0.5 * t;
     const QColor amber = QColor::fromRgbF(0.95f, 0.66f, 0.24f);
+    if (across) {
+        // The print's extent along the strip, with a little stock either side.
+        const qreal from = (vertical ? window.top() - box.top() : window.left() - box.left()) + 0.25 * t;
+        const qreal to = from + std::min(length, shrunk.right()) + 0.15 * t;
+        const qreal edge = vertical ? box.width() - t : box.height() - t; // the print's band starts here
+        for (QRectF hole : FilmStrip::holeRects(box.size(), vertical, t)) {
+            const qreal a = vertical ? hole.top() : hole.left();
+            const qreal b = vertical ? hole.bottom() : hole.right();
+            const qreal across0 = vertical ? hole.left() : hole.top();
+            if (across0 < edge || b < from - 0.15 * t || a > to) continue;
+            hole = hole.adjusted(-clear, -clear, clear, clear).translated(box.topLeft());
+            p->fillRect(hole, FilmStrip::stockColor());
+        }
+    }
     p->save();
     if (vertical) {
         // Along the right band, reading downwards, letters' tops towards the outer edge.

@@ -147,7 +147,8 @@ private slots:
         }
     }
 
-    // The edge print never touches a hole, at any size, pixel ratio and orientation.
+    // The edge print never touches an open hole, at any size, pixel ratio and orientation; where
+    // the band is too thin beside the holes, only holes of its own row under it stay unpunched.
     void filmCaptionClearOfHoles_data()
     {
         QTest::addColumn<int>("layout");
@@ -183,16 +184,26 @@ private slots:
         const int n = std::max(1, int(std::floor((along - a) / pitch)));
         const qreal s = (along - n * pitch) * 0.5 + (pitch - a) * 0.5;
         QList<QRectF> holes;
+        QList<bool> printRow;
         for (int i = 0; i < n; ++i)
             for (qreal centre : {0.6 * t, across - 0.6 * t}) {
                 const QRectF r(s + i * pitch, centre - b / 2, a, b);
                 holes.append((vertical ? QRectF(r.y(), r.x(), r.height(), r.width()) : r).translated(box.topLeft()));
+                printRow.append(centre > across / 2);
             }
         for (qreal dpr : {1.0, 2.0}) {
             const QImage image = PieceRenderer::render(v, dpr);
             const QTransform toImage = toCanvas * QTransform::fromScale(dpr, dpr);
             const QTransform back = toImage.inverted();
-            for (const QRectF& hole : holes) {
+            for (qsizetype h = 0; h < holes.size(); ++h) {
+                const QRectF& hole = holes[h];
+                const QPoint middle = toImage.map(hole.center()).toPoint();
+                if (image.rect().contains(middle) && qAlpha(image.pixel(middle)) > 128) {
+                    // Closed (a stack's lower tiles show through theirs; a hole under two pixels
+                    // is all edge).
+                    QVERIFY2(printRow[h] || g.perTile || b * dpr < 2.5, "a hole of the other row is closed");
+                    continue;
+                }
                 const QRectF inside = hole.adjusted(1 / dpr, 1 / dpr, -1 / dpr, -1 / dpr);
                 const QRect area = toImage.mapRect(hole).toAlignedRect().intersected(image.rect());
                 for (int y = area.top(); y <= area.bottom(); ++y)
@@ -205,9 +216,7 @@ private slots:
                 const auto* line = reinterpret_cast<const QRgb*>(image.constScanLine(y));
                 for (int x = 0; x < image.width(); ++x) inked += amber(line[x]);
             }
-            // Below the default width a row's band is a few points deep: only clearance counts there.
-            if (width >= 300)
-                QVERIFY2(inked >= 20 * dpr * dpr, qPrintable(QStringLiteral("%1 amber pixels").arg(inked)));
+            QVERIFY2(inked >= 20 * dpr * dpr, qPrintable(QStringLiteral("%1 amber pixels").arg(inked)));
         }
     }
 };
