@@ -4,6 +4,7 @@
 // ESETROOT_PMAP_ID) on the root window.
 #include "desktop_backdrop.h"
 #include "desktop_window.h"
+#include "xcb_support.h"
 
 #include <QAbstractNativeEventFilter>
 #include <QGuiApplication>
@@ -20,24 +21,9 @@ namespace velora::Platform {
 
 namespace {
 
-struct FreeDeleter {
-    void operator()(void* p) const { std::free(p); }
-};
-template <typename T> using Reply = std::unique_ptr<T, FreeDeleter>;
-
-xcb_connection_t* connection()
-{
-    if (session() != Session::x11) return nullptr;
-    auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    return x11 ? x11->connection() : nullptr;
-}
-
-xcb_atom_t atom(xcb_connection_t* c, const char* name)
-{
-    Reply<xcb_intern_atom_reply_t> reply(
-        xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, uint16_t(std::strlen(name)), name), nullptr));
-    return reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
-}
+using Xcb::atom;
+using Xcb::connection;
+using Xcb::Reply;
 
 int screenNumber()
 {

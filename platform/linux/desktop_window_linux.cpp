@@ -2,6 +2,7 @@
 // workspace, out of taskbars and pagers, never focused. Wayland gives ordinary clients no say in
 // stacking or workspaces; there the frameless, non-focusing window Qt makes is all we get.
 #include "desktop_window.h"
+#include "xcb_support.h"
 
 #include <QAbstractNativeEventFilter>
 #include <QEvent>
@@ -25,24 +26,9 @@ namespace velora::Platform {
 
 namespace {
 
-struct FreeDeleter {
-    void operator()(void* p) const { std::free(p); }
-};
-template <typename T> using Reply = std::unique_ptr<T, FreeDeleter>;
-
-xcb_connection_t* connection()
-{
-    if (session() != Session::x11) return nullptr;
-    auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    return x11 ? x11->connection() : nullptr;
-}
-
-xcb_atom_t atom(xcb_connection_t* c, const char* name)
-{
-    Reply<xcb_intern_atom_reply_t> reply(
-        xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, uint16_t(std::strlen(name)), name), nullptr));
-    return reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
-}
+using Xcb::atom;
+using Xcb::connection;
+using Xcb::Reply;
 
 xcb_window_t rootOf(xcb_connection_t* c, xcb_window_t window)
 {

@@ -2,13 +2,11 @@
 // cuts what shows; the input region only decides where the pointer lands.
 #include "desktop_backdrop.h"
 #include "desktop_window.h"
+#include "xcb_support.h"
 
-#include <QGuiApplication>
 #include <QWindow>
-#include <QtGui/qguiapplication_platform.h>
 
 #include <xcb/shape.h>
-#include <xcb/xcb.h>
 
 #include <vector>
 
@@ -16,10 +14,8 @@ namespace velora::Platform {
 
 void setInputShape(QWindow* window, const QRegion& deviceRegion)
 {
-    if (!window || session() != Session::x11) return;
-    auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    xcb_connection_t* c = x11 ? x11->connection() : nullptr;
-    if (!c) return;
+    xcb_connection_t* c = Xcb::connection();
+    if (!window || !c) return;
     const xcb_query_extension_reply_t* shape = xcb_get_extension_data(c, &xcb_shape_id);
     if (!shape || !shape->present) return;
     std::vector<xcb_rectangle_t> rects;
