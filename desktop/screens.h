@@ -35,9 +35,6 @@ public:
     Rect fromQt(const QRectF& r) const { return {r.x(), m_axis - r.y() - r.height(), r.width(), r.height()}; }
     Rect fromQt(const QRect& r) const { return fromQt(QRectF(r)); }
     QRectF toQt(const Rect& r) const { return {r.x, m_axis - r.y - r.height, r.width, r.height}; }
-    // A point's y flips alone (it has no height).
-    Point pointFromQt(const QPointF& p) const { return {p.x(), m_axis - p.y()}; }
-    QPointF pointToQt(const Point& p) const { return {p.x, m_axis - p.y}; }
     // Whole-pixel window geometry for a y-up frame: the top-left corner rounded, the size rounded up.
     QRect windowRect(const Rect& r) const;
     double axis() const { return m_axis; }

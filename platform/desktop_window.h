@@ -35,10 +35,6 @@ void activateWindow(QWindow* window, const QByteArray& token);
 // child inherits it.
 QByteArray takeActivationToken();
 
-// Whether translucent windows are blended with what lies below them. X11 needs a compositing
-// manager for that; without one, pieces are cut to their shape instead.
-bool blendsTranslucentWindows();
-
 // Whether the primary mouse button is down now, asked of the window system rather than taken from
 // the events seen: a drag whose release went elsewhere must still end.
 bool primaryButtonDown();

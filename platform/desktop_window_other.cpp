@@ -7,7 +7,6 @@
 namespace velora::Platform {
 void prepareDesktopWindow(QWindow*) {}
 void desktopWindowShown(QWindow*) {}
-bool blendsTranslucentWindows() { return true; }
 void activateWindow(QWindow* window, const QByteArray&)
 {
     if (!window) return;

@@ -30,7 +30,6 @@ public:
     // canvas as large as the larger of the two. At t ≥ 1 (or without a fade) the new rendering.
     // Frames share one buffer while the caller lets each go before asking for the next.
     QImage frame(qreal t) const;
-    QImage currentFrame() const { return frame(progress()); }
     // Draws the frame at linear progress t with its canvas centred on `centre` (in points).
     void paint(QPainter* painter, QPointF centre, qreal t) const;
 

@@ -54,6 +54,13 @@ struct Atoms {
     std::array<xcb_atom_t, 4> states() const { return {below, sticky, skipTaskbar, skipPager}; }
 };
 
+// Interned once: Qt keeps one connection for the whole process, and every show asks for them.
+const Atoms& atomsOf(xcb_connection_t* c)
+{
+    static const Atoms atoms(c);
+    return atoms;
+}
+
 // A normal window in the "below" state: the window manager's layer between the desktop and
 // ordinary windows, like the macOS level. Not desktop: that shares the bottom layer with the
 // desktop background and its icon window, which can cover it. Not dock: docks are kept above
@@ -440,7 +447,7 @@ private:
         m_settle.stop();
         m_restack.stop();
         watchStack(false);
-        const Atoms a(m_c);
+        const Atoms& a = atomsOf(m_c);
         for (Piece& p : m_pieces) {
             if (p.mode == Mode::managed || !p.window) continue;
             xcb_unmap_window(m_c, p.id);
@@ -603,7 +610,7 @@ void prepareDesktopWindow(QWindow* window)
     xcb_connection_t* c = connection();
     if (!c || !window) return;
     const auto w = xcb_window_t(window->winId());
-    writeHints(c, w, Atoms(c));
+    writeHints(c, w, atomsOf(c));
     if (const xcb_window_t root = rootOf(c, w); root != XCB_WINDOW_NONE) ShowDesktopFollower::of(c, root)->add(window);
     xcb_flush(c);
 }
@@ -615,7 +622,7 @@ void desktopWindowShown(QWindow* window)
     const auto w = xcb_window_t(window->winId());
     const xcb_window_t root = rootOf(c, w);
     if (root == XCB_WINDOW_NONE) return;
-    if (ShowDesktopFollower::of(c, root)->shown(window)) requestHints(c, root, w, Atoms(c));
+    if (ShowDesktopFollower::of(c, root)->shown(window)) requestHints(c, root, w, atomsOf(c));
     xcb_flush(c);
 }
 
@@ -683,21 +690,6 @@ void activateWindow(QWindow* window, const QByteArray& token)
     constexpr uint32_t fromPager = 2;
     sendClientMessage(c, root, w, atom(c, "_NET_ACTIVE_WINDOW"), {time ? fromApplication : fromPager, time, 0, 0, 0});
     xcb_flush(c);
-}
-
-bool blendsTranslucentWindows()
-{
-    xcb_connection_t* c = connection();
-    if (!c) return true; // Wayland always composites; offscreen has nothing to blend with
-    int screen = 0;
-    const QByteArray display = qgetenv("DISPLAY");
-    const int dot = display.lastIndexOf('.');
-    if (dot > display.lastIndexOf(':')) screen = display.mid(dot + 1).toInt();
-    const QByteArray name = "_NET_WM_CM_S" + QByteArray::number(screen);
-    const xcb_atom_t cm = atom(c, name.constData());
-    Reply<xcb_get_selection_owner_reply_t> owner(
-        xcb_get_selection_owner_reply(c, xcb_get_selection_owner(c, cm), nullptr));
-    return owner && owner->owner != XCB_WINDOW_NONE;
 }
 
 void setClearOnGrow(QWindow* window, bool on)

@@ -46,8 +46,6 @@ void apply(QWindow* window)
 
 void prepareDesktopWindow(QWindow* window) { apply(window); }
 void desktopWindowShown(QWindow* window) { apply(window); }
-bool blendsTranslucentWindows() { return true; }
-
 void setClearOnGrow(QWindow*, bool) {}
 
 bool primaryButtonDown() { return ([NSEvent pressedMouseButtons] & 1) != 0; }

@@ -1,25 +1,16 @@
 // Runs on an X server the desktop test started: three pieces placed by a desktop controller over
 // the real screens: one on the primary display, one on a second display (once there is one), and
-// a slideshow of a landscape and a portrait photo. Prints the windows, then each stored placement; on its input, "advance"
-// steps the slideshow.
-#include "demo_art.h"
+// a slideshow of a landscape and a portrait photo. Prints the windows, then each stored
+// placement; on its input, "advance" steps the slideshow.
 #include "desktop_controller.h"
-#include "image_store.h"
 #include "piece_panel.h"
-#include "storage.h"
+#include "probe_support.h"
 #include "studio.h"
 
 #include <QApplication>
 #include <QHash>
-#include <QSettings>
-#include <QSocketNotifier>
 #include <QTextStream>
 #include <QTimer>
-#include <QtGui/qguiapplication_platform.h>
-
-#include <xcb/xcb.h>
-
-#include <unistd.h>
 
 using namespace velora;
 
@@ -29,25 +20,13 @@ int main(int argc, char** argv)
     QApplication::setOrganizationName(QStringLiteral("VeloraProbe"));
     QApplication::setApplicationName(QStringLiteral("VeloraDesktopProbe"));
     if (argc < 3) return 2;
-    Storage::setRoot(QString::fromLocal8Bit(argv[1]));
-    Storage::prepare();
-    QSettings().setValue(QStringLiteral("snapToGrid"), false);
-
+    probe::openLibrary(argv[1]);
     // The root in a known colour, so that what shows through a piece's margin can be told apart.
-    auto* x11 = app.nativeInterface<QNativeInterface::QX11Application>();
-    if (!x11) return 3;
-    xcb_connection_t* c = x11->connection();
-    const uint32_t rootColour = QString::fromLatin1(argv[2]).toUInt(nullptr, 16);
-    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(c)).data->root;
-    xcb_change_window_attributes(c, root, XCB_CW_BACK_PIXEL, &rootColour);
-    xcb_clear_area(c, 0, root, 0, 0, 0, 0);
-    xcb_flush(c);
+    if (!probe::paintRoot(argv[2])) return 3;
 
     QList<Photo> photos;
     for (const QSize size : {QSize(600, 400), QSize(400, 600)}) {
-        const auto image = DemoArt::scene(size.width(), size.height(), DemoArt::palettes[photos.size() + 1], 7);
-        const auto photo = image ? ImageStore::store(*image, QStringLiteral("Probe"), std::nullopt, std::nullopt)
-                                 : std::nullopt;
+        const auto photo = probe::scenePhoto(size, int(photos.size()) + 1, 7);
         if (!photo) return 4;
         photos << *photo;
     }
@@ -99,15 +78,8 @@ int main(int argc, char** argv)
         printed[id] = at;
         QTextStream(stdout) << "PLACED " << ids.indexOf(id) << ' ' << at.x << ' ' << at.y << Qt::endl;
     });
-    QSocketNotifier input(STDIN_FILENO, QSocketNotifier::Read);
-    QObject::connect(&input, &QSocketNotifier::activated, [&] {
-        char buffer[64];
-        const auto n = ::read(STDIN_FILENO, buffer, sizeof buffer);
-        if (n <= 0) {
-            input.setEnabled(false);
-            return;
-        }
-        if (QByteArray(buffer, int(n)).trimmed() == "advance") studio.advance(show.id);
+    probe::onCommands(&app, [&](const QByteArray& command) {
+        if (command == "advance") studio.advance(show.id);
     });
     return app.exec();
 }

@@ -51,11 +51,11 @@ private:
         xrandr({"--output", "DUMMY0", "--mode", "2880x900"});
         xrandr({"--delmonitor", "L"});
         xrandr({"--delmonitor", "R"});
-        const auto spec = [](QSize s, int x) {
+        const auto geometry = [](QSize s, int x) {
             return QStringLiteral("%1/300x%2/200+%3+0").arg(s.width()).arg(s.height()).arg(x);
         };
-        xrandr({"--setmonitor", "L", spec(left, 0), "DUMMY0"});
-        xrandr({"--setmonitor", "R", spec(right, left.width()), "none"});
+        xrandr({"--setmonitor", "L", geometry(left, 0), "DUMMY0"});
+        xrandr({"--setmonitor", "R", geometry(right, left.width()), "none"});
     }
 
     QString waitForLine(const QString& prefix, int ms)

@@ -87,11 +87,9 @@ private slots:
         // A display above the primary and one to its left.
         QCOMPARE(space.fromQt(QRect(0, -1080, 1920, 1080)), (Rect{0, 900, 1920, 1080}));
         QCOMPARE(space.fromQt(QRect(-1440, 0, 1440, 900)), (Rect{-1440, 0, 1440, 900}));
-        // Round trips, and points flip alone.
+        // Round trips.
         const Rect r{12.5, 345.25, 300.75, 200.5};
         QCOMPARE(space.fromQt(space.toQt(r)), r);
-        QCOMPARE(space.pointFromQt(QPointF(5, 900)), (Point{5, 0}));
-        QCOMPARE(space.pointToQt({5, 0}), QPointF(5, 900));
         // Whole pixels for a window: corner rounded, size rounded up.
         QCOMPARE(space.windowRect({10.4, 500.3, 300.2, 200}), QRect(10, 200, 301, 200));
         QCOMPARE(space.windowRect({10.6, 500, 300, 200.0000000001}), QRect(11, 200, 300, 200));

@@ -5,26 +5,20 @@
 // across the lower part of the piece. Reports each stored placement, each menu it shows and each
 // request to open the editor.
 #include "desktop_controller.h"
-#include "demo_art.h"
-#include "image_store.h"
 #include "piece_panel.h"
-#include "storage.h"
+#include "probe_support.h"
 #include "studio.h"
 
 #include <QApplication>
 #include <QMenu>
 #include <QScreen>
-#include <QSettings>
-#include <QSocketNotifier>
 #include <QTextStream>
 #include <QTimer>
-#include <QtGui/qguiapplication_platform.h>
 
 #include <xcb/xcb.h>
 
 #include <cstdlib>
 #include <cstring>
-#include <unistd.h>
 
 #include <array>
 
@@ -51,23 +45,11 @@ int main(int argc, char** argv)
     QApplication::setOrganizationName(QStringLiteral("VeloraProbe"));
     QApplication::setApplicationName(QStringLiteral("VeloraProbe"));
     if (argc < 3) return 2;
-    const QString library = QString::fromLocal8Bit(argv[1]);
-    const uint32_t rootColour = QString::fromLatin1(argv[2]).toUInt(nullptr, 16);
-    Storage::setRoot(library);
-    Storage::prepare();
-    QSettings().setValue(QStringLiteral("snapToGrid"), false);
-
-    auto* x11 = app.nativeInterface<QNativeInterface::QX11Application>();
-    if (!x11) return 3;
-    xcb_connection_t* c = x11->connection();
+    probe::openLibrary(argv[1]);
+    xcb_connection_t* c = probe::paintRoot(argv[2]);
+    if (!c) return 3;
     const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(c)).data->root;
-    xcb_change_window_attributes(c, root, XCB_CW_BACK_PIXEL, &rootColour);
-    xcb_clear_area(c, 0, root, 0, 0, 0, 0);
-    xcb_flush(c);
-
-    const auto image = DemoArt::scene(600, 400, DemoArt::palettes[1], 5);
-    if (!image) return 4;
-    const auto photo = ImageStore::store(*image, QStringLiteral("Probe"), std::nullopt, std::nullopt);
+    const auto photo = probe::scenePhoto({600, 400}, 1, 5);
     if (!photo) return 5;
 
     Studio studio;
@@ -119,15 +101,7 @@ int main(int argc, char** argv)
         QTextStream(stdout) << "PLACED " << at.x << ' ' << at.y << Qt::endl;
     });
     // "lock" on standard input toggles the piece's lock.
-    QSocketNotifier input(STDIN_FILENO, QSocketNotifier::Read);
-    QObject::connect(&input, &QSocketNotifier::activated, [&] {
-        char buffer[64];
-        const auto n = ::read(STDIN_FILENO, buffer, sizeof buffer);
-        if (n <= 0) {
-            input.setEnabled(false);
-            return;
-        }
-        const QByteArray command = QByteArray(buffer, int(n)).trimmed();
+    probe::onCommands(&app, [&](const QByteArray& command) {
         if (command == "icons") {
             const auto intern = [c](const char* name) {
                 xcb_intern_atom_reply_t* r =

@@ -3,21 +3,15 @@
 // compositor stops or starts, "WALLPAPER <width> <height>" when the desktop's wallpaper changes.
 // "tilt <degrees>" on its input turns the piece and answers "TILTED <degrees>"; "lock" toggles
 // its lock and answers "LOCKED 0|1".
-#include "demo_art.h"
 #include "desktop_backdrop.h"
 #include "desktop_controller.h"
-#include "image_store.h"
 #include "piece_panel.h"
-#include "storage.h"
+#include "probe_support.h"
 #include "studio.h"
 
 #include <QApplication>
-#include <QSettings>
-#include <QSocketNotifier>
 #include <QTextStream>
 #include <QTimer>
-
-#include <unistd.h>
 
 using namespace velora;
 
@@ -27,13 +21,8 @@ int main(int argc, char** argv)
     QApplication::setOrganizationName(QStringLiteral("VeloraProbe"));
     QApplication::setApplicationName(QStringLiteral("VeloraShapesProbe"));
     if (argc < 2) return 2;
-    Storage::setRoot(QString::fromLocal8Bit(argv[1]));
-    Storage::prepare();
-    QSettings().setValue(QStringLiteral("snapToGrid"), false);
-
-    const auto image = DemoArt::scene(600, 400, DemoArt::palettes[1], 5);
-    if (!image) return 4;
-    const auto photo = ImageStore::store(*image, QStringLiteral("Probe"), std::nullopt, std::nullopt);
+    probe::openLibrary(argv[1]);
+    const auto photo = probe::scenePhoto({600, 400}, 1, 5);
     if (!photo) return 5;
 
     Studio studio;
@@ -64,15 +53,8 @@ int main(int argc, char** argv)
         say(QStringLiteral("READY %1 %2 %3").arg(panel->winId()).arg(panel->margin()).arg(compositing.blends() ? 1 : 0));
     });
 
-    QSocketNotifier input(STDIN_FILENO, QSocketNotifier::Read);
-    QObject::connect(&input, &QSocketNotifier::activated, [&] {
-        char buffer[64];
-        const auto n = ::read(STDIN_FILENO, buffer, sizeof buffer);
-        if (n <= 0) {
-            input.setEnabled(false);
-            return;
-        }
-        const QList<QByteArray> words = QByteArray(buffer, int(n)).trimmed().split(' ');
+    probe::onCommands(&app, [&](const QByteArray& command) {
+        const QList<QByteArray> words = command.split(' ');
         if (words.size() == 2 && words[0] == "tilt") {
             const double tilt = words[1].toDouble();
             studio.update(piece.id, [tilt](Piece& p) { p.tilt = tilt; });
