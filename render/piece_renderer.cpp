@@ -3,6 +3,8 @@
 #include "decorations.h"
 #include "direct_pixels.h"
 #include "image_cache.h"
+#include "pixel_buffers.h"
+#include "pool_drawing.h"
 #include "scaled_images.h"
 #include "shadow.h"
 #include "text_images.h"
@@ -35,31 +37,55 @@ qreal deviceScale(const QPainter* p)
 
 // --- images ---------------------------------------------------------------------------------
 
-// Fill the rect with the image, cropped to the rect's aspect, within a rounded clip.
-void drawImageFill(QPainter* p, const QImage& image, const QRectF& r, qreal radius)
+// The part of the image that fills `r` when cropped to its aspect.
+QRectF fillSource(const QImage& image, const QRectF& r)
 {
     const qreal iw = image.width();
     const qreal ih = image.height();
     const qreal fill = std::max(r.width() / iw, r.height() / ih);
     QRectF source(0, 0, r.width() / fill, r.height() / fill);
     source.moveCenter(QPointF(iw / 2, ih / 2));
+    return source;
+}
 
-    const QTransform toDevice = p->deviceTransform();
+// How an upright fill of `r` (mapped by `toDevice`) draws: its device rectangle, the whole pixels
+// that cover it, and the photo's pixels scaled onto those.
+struct UprightFill {
+    QRectF device;
+    QRect target;
+    QRect crop;
+    // No scaling at all: the photo's pixels are the device's.
+    bool asIs(const QImage& image) const { return crop == image.rect() && crop.size() == target.size(); }
+};
+
+std::optional<UprightFill> uprightFill(const QImage& image, const QRectF& r, const QTransform& toDevice)
+{
     const bool upright = toDevice.type() <= QTransform::TxScale && toDevice.m11() > 0 && toDevice.m22() > 0;
     const QRectF device = toDevice.mapRect(r);
-    if (upright && device.width() <= 8192 && device.height() <= 8192 && device.isValid()) {
+    if (!upright || !(device.width() <= 8192 && device.height() <= 8192) || !device.isValid() || image.isNull())
+        return std::nullopt;
+    const QRectF source = fillSource(image, r);
+    const QRect target = device.toAlignedRect();
+    const qreal kx = source.width() / device.width();
+    const qreal ky = source.height() / device.height();
+    const QRectF wanted(source.x() + (target.x() - device.x()) * kx, source.y() + (target.y() - device.y()) * ky,
+                        target.width() * kx, target.height() * ky);
+    const QRect crop(QPoint(qRound(wanted.left()), qRound(wanted.top())),
+                     QPoint(qRound(wanted.right()) - 1, qRound(wanted.bottom()) - 1));
+    return UprightFill{device, target, crop};
+}
+
+// Fill the rect with the image, cropped to the rect's aspect, within a rounded clip.
+void drawImageFill(QPainter* p, const QImage& image, const QRectF& r, qreal radius)
+{
+    QRectF source = fillSource(image, r);
+    const QTransform toDevice = p->deviceTransform();
+    if (const std::optional<UprightFill> plan = uprightFill(image, r, toDevice)) {
         // Upright: scale the photo once to exactly the device pixels it covers, then copy pixels.
         // The copy covers every pixel the photo's antialiased outline touches.
-        const QRect target = device.toAlignedRect();
-        const qreal kx = source.width() / device.width();
-        const qreal ky = source.height() / device.height();
-        const QRectF wanted(source.x() + (target.x() - device.x()) * kx, source.y() + (target.y() - device.y()) * ky,
-                            target.width() * kx, target.height() * ky);
-        const QRect crop(QPoint(qRound(wanted.left()), qRound(wanted.top())),
-                         QPoint(qRound(wanted.right()) - 1, qRound(wanted.bottom()) - 1));
-        const QImage drawn = crop == image.rect() && crop.size() == target.size()
-            ? image
-            : ScaledImages::shared().get(image, crop, target.size());
+        const QRectF device = plan->device;
+        const QRect target = plan->target;
+        const QImage drawn = plan->asIs(image) ? image : ScaledImages::shared().get(image, plan->crop, target.size());
         if (drawn.isNull()) return;
         p->save();
         p->setWorldTransform(p->worldTransform() * toDevice.inverted(), false);
@@ -641,14 +667,9 @@ void drawFramedBox(QPainter* p, const QRectF& box, FrameStyle style, const Frame
         p->save();
         p->setRenderHint(QPainter::Antialiasing);
         const QColor edge = QColor::fromRgbF(0, 0, 0, 0.07f);
-        const QRectF inner = box.adjusted(0.25, 0.25, -0.25, -0.25);
-        if (p->deviceTransform().type() <= QTransform::TxScale) {
-            fillRing(p, box, box.adjusted(0.5, 0.5, -0.5, -0.5), edge);
-        } else {
-            p->setBrush(Qt::NoBrush);
-            p->setPen(QPen(edge, 0.5));
-            p->drawRect(inner);
-        }
+        // Bars, turned or not: a stroked rectangle is a ring path, which costs the rasterizer
+        // the whole area inside it.
+        fillRing(p, box, box.adjusted(0.5, 0.5, -0.5, -0.5), edge);
         // The mat's cut edge: a fine bevel line just outside the photo window.
         const qreal line = std::max(0.0025 * u, 0.5);
         fillRing(p, window.adjusted(-line, -line, line, line), window, QColor::fromRgbF(0, 0, 0, 0.14f));
@@ -774,18 +795,26 @@ void drawComposition(QPainter* p, const PieceGeometry& g, const QList<Photo>& sh
     const QRectF box(0, 0, g.framedSize.width, g.framedSize.height);
     // The photos cover most of the window; the paper beneath them need not be filled.
     QRegion covered;
+    // The photos scaled to their tiles are made on another thread while this one draws the frame.
+    QList<ScaledImages::Request> scalings;
     const QPointF windowCorner(g.insets.left, g.insets.top);
     for (const PlacedTile& tile : g.arrangement.tiles) {
-        if (tile.index < 0 || tile.index >= shown.size() || bare) continue;
+        if (tile.index < 0 || tile.index >= shown.size()) continue;
         const QRectF frame = toQ(tile.frame);
         QTransform local;
         local.translate(windowCorner.x() + frame.center().x(), windowCorner.y() + frame.center().y());
         local.rotate(std::isfinite(tile.rotation) ? tile.rotation : 0.0);
         const QTransform device = local * p->deviceTransform();
         const QRectF r(-frame.width() / 2, -frame.height() / 2, frame.width(), frame.height());
-        if (opaquePhoto(shown.at(tile.index), r, std::sqrt(std::abs(device.determinant()))))
-            covered += Shadow::inside(r, device, 1.0);
+        const qreal scale = std::sqrt(std::abs(device.determinant()));
+        const std::optional<QImage> image
+            = ImageCache::shared().image(shown.at(tile.index), std::max(r.width(), r.height()) * scale <= thumbnailLimit);
+        if (!image || image->isNull()) continue;
+        if (const std::optional<UprightFill> plan = uprightFill(*image, r, device); plan && !plan->asIs(*image))
+            scalings.append({*image, plan->crop, plan->target.size()});
+        if (!bare && !image->hasAlphaChannel() && r.isValid()) covered += Shadow::inside(r, device, 1.0);
     }
+    if (scalings.size() > 0) ScaledImages::shared().prefetch(scalings);
     drawFramedBox(p, box, g.style, g.insets, piece.vertical, caption, [&](const QRectF& window) {
         for (const PlacedTile& tile : g.arrangement.tiles) {
             if (tile.index < 0 || tile.index >= shown.size()) continue;
@@ -848,76 +877,6 @@ void drawPrepared(QPainter* p, const PieceView& view, const Prepared& prepared)
     drawComposition(p, g, prepared.shown, prepared.caption, view.piece);
 }
 
-// The memory of canvases let go, for the next rendering of a similar size. Fresh memory costs a
-// page fault and a zeroed page per 4 KiB, a few milliseconds for a column's canvas; every pixel is
-// written anyway. Holds nothing drawn, only free buffers, up to a budget.
-class Canvases {
-public:
-    static QImage make(QSize size)
-    {
-        const qsizetype bytesPerLine = qsizetype(size.width()) * 4;
-        const qsizetype need = bytesPerLine * size.height();
-        auto* held = new Held{nullptr, 0};
-        {
-            QMutexLocker lock(&shared().m_mutex);
-            auto& spare = shared().m_spare;
-            // The last let go that fits, wasting at most half again: likely still in the CPU's
-            // caches, which an older one is not.
-            for (auto it = spare.rbegin(); it != spare.rend(); ++it)
-                if (it->capacity >= need && it->capacity <= need + need / 2) {
-                    *held = *it;
-                    shared().m_bytes -= it->capacity;
-                    spare.erase(std::next(it).base());
-                    break;
-                }
-        }
-        if (!held->data) {
-            held->data = std::malloc(size_t(need));
-            held->capacity = need;
-        }
-        if (!held->data) {
-            delete held;
-            return {};
-        }
-        return QImage(static_cast<uchar*>(held->data), size.width(), size.height(), bytesPerLine,
-                      QImage::Format_ARGB32_Premultiplied, &Canvases::release, held);
-    }
-
-private:
-    struct Held {
-        void* data;
-        qsizetype capacity;
-    };
-    static constexpr qsizetype kBudget = 64 * 1024 * 1024;
-    // Never destroyed: a rendering may outlive every static.
-    static Canvases& shared()
-    {
-        static Canvases* instance = new Canvases;
-        return *instance;
-    }
-    static void release(void* info)
-    {
-        auto* held = static_cast<Held*>(info);
-        {
-            QMutexLocker lock(&shared().m_mutex);
-            auto& spare = shared().m_spare;
-            spare.push_back(*held);
-            shared().m_bytes += held->capacity;
-            // Oldest out first once over the budget.
-            while (shared().m_bytes > kBudget && !spare.empty()) {
-                std::free(spare.front().data);
-                shared().m_bytes -= spare.front().capacity;
-                spare.erase(spare.begin());
-            }
-        }
-        delete held;
-    }
-
-    QMutex m_mutex;
-    std::vector<Held> m_spare;
-    qsizetype m_bytes = 0;
-};
-
 } // namespace
 
 QSizeF canvasSize(const PieceView& view) { return prepare(view).canvas; }
@@ -931,7 +890,8 @@ void clearCaches()
     FilmBands::shared().kept.clear();
 }
 
-QImage render(const PieceView& view, qreal devicePixelRatio)
+namespace {
+QImage renderHere(const PieceView& view, qreal devicePixelRatio)
 {
     const qreal dpr = std::isfinite(devicePixelRatio) && devicePixelRatio > 0 ? devicePixelRatio : 1.0;
     const Prepared prepared = prepare(view);
@@ -939,7 +899,7 @@ QImage render(const PieceView& view, qreal devicePixelRatio)
     const qreal w = std::ceil(prepared.canvas.width() * dpr - 1e-6);
     const qreal h = std::ceil(prepared.canvas.height() * dpr - 1e-6);
     if (!(w >= 1 && h >= 1 && w <= kMaxSide && h <= kMaxSide)) return {};
-    QImage image = Canvases::make(QSize(static_cast<int>(w), static_cast<int>(h)));
+    QImage image = PixelBuffers::image(QSize(static_cast<int>(w), static_cast<int>(h)));
     if (image.isNull()) return {};
     // Clear the canvas except where a paper frame is about to be filled opaquely (a column's
     // canvas is millions of pixels; its paper covers most of them).
@@ -970,6 +930,12 @@ QImage render(const PieceView& view, qreal devicePixelRatio)
     }
     image.setDevicePixelRatio(dpr);
     return image;
+}
+} // namespace
+
+QImage render(const PieceView& view, qreal devicePixelRatio)
+{
+    return onPoolThread([&] { return renderHere(view, devicePixelRatio); });
 }
 
 void paint(QPainter* painter, const PieceView& view, const QRectF& target)

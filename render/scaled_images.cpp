@@ -1,8 +1,11 @@
 #include "scaled_images.h"
 
+#include "pixel_buffers.h"
+
 #include <QHashFunctions>
 #include <QMutexLocker>
 #include <QPainter>
+#include <QThreadPool>
 
 #include <algorithm>
 
@@ -18,7 +21,7 @@ QImage halved(const QImage& in)
 {
     const int w = in.width() / 2;
     const int h = in.height() / 2;
-    QImage out(w, h, in.format());
+    QImage out = PixelBuffers::image(QSize(w, h), in.format());
     if (out.isNull()) return {};
     for (int y = 0; y < h; ++y) {
         const auto* a = reinterpret_cast<const quint32*>(in.constScanLine(2 * y));
@@ -74,7 +77,7 @@ QImage ScaledImages::scale(const QImage& image, const QRect& source, const QSize
     // pixel mixes the two source pixels nearest its centre, about the width it covers. It costs
     // a fraction; beyond 2×, it would skip pixels and alias.
     if (view.width() < 2 * size.width() && view.height() < 2 * size.height()) {
-        QImage out(size, view.format());
+        QImage out = PixelBuffers::image(size, view.format());
         if (out.isNull()) return {};
         QPainter p(&out);
         p.setCompositionMode(QPainter::CompositionMode_Source);
@@ -87,17 +90,58 @@ QImage ScaledImages::scale(const QImage& image, const QRect& source, const QSize
 
 QImage ScaledImages::get(const QImage& image, const QRect& source, const QSize& size)
 {
+    return make(image, source, size, true);
+}
+
+QImage ScaledImages::make(const QImage& image, const QRect& source, const QSize& size, bool wait)
+{
     const Key key{image.cacheKey(), source.intersected(image.rect()), size};
     {
         QMutexLocker lock(&m_mutex);
-        if (std::optional<QImage> hit = m_images.get(key)) return *hit;
+        for (;;) {
+            if (std::optional<QImage> hit = m_images.get(key)) return *hit;
+            if (!m_making.count(key)) break;
+            if (!wait) return {};
+            m_made.wait(&m_mutex);
+        }
+        m_making.insert(key);
     }
     QImage scaled = scale(image, source, size);
-    if (scaled.isNull()) return {};
     QMutexLocker lock(&m_mutex);
+    m_making.erase(key);
+    m_made.wakeAll();
+    if (scaled.isNull()) return {};
     ++m_scalings;
     if (!m_images.contains(key)) m_images.insert(key, scaled, scaled.sizeInBytes());
     return scaled;
+}
+
+void ScaledImages::prefetch(const QList<Request>& requests)
+{
+    QList<Request> missing;
+    {
+        QMutexLocker lock(&m_mutex);
+        for (const Request& r : requests) {
+            const Key key{r.image.cacheKey(), r.source.intersected(r.image.rect()), r.size};
+            if (!m_images.contains(key) && !m_making.count(key)) missing.append(r);
+        }
+        if (missing.isEmpty()) return;
+        ++m_prefetching;
+    }
+    QThreadPool* pool = QThreadPool::globalInstance();
+    pool->reserveThread();
+    pool->startOnReservedThread([this, missing] {
+        for (const Request& r : missing) (void)make(r.image, r.source, r.size, false);
+        QMutexLocker lock(&m_mutex);
+        --m_prefetching;
+        m_made.wakeAll();
+    });
+}
+
+ScaledImages::~ScaledImages()
+{
+    QMutexLocker lock(&m_mutex);
+    while (m_prefetching > 0) m_made.wait(&m_mutex);
 }
 
 int ScaledImages::count() const

@@ -1,6 +1,7 @@
 #include "shadow.h"
 
 #include "lru_cache.h"
+#include "pixel_buffers.h"
 
 #include <QMutex>
 #include <QMutexLocker>
@@ -8,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <optional>
 #include <vector>
 
@@ -185,7 +187,7 @@ std::optional<Mask> makeMask(const QTransform& toDevice, const QRectF& bounds,
 
     const QSize bufferSize(std::max(1, qCeil(deviceRect.width() * reduce)),
                            std::max(1, qCeil(deviceRect.height() * reduce)));
-    QImage alpha(bufferSize, QImage::Format_Alpha8);
+    QImage alpha = PixelBuffers::image(bufferSize, QImage::Format_Alpha8);
     if (alpha.isNull()) return std::nullopt;
     alpha.fill(0);
     {
@@ -201,7 +203,7 @@ std::optional<Mask> makeMask(const QTransform& toDevice, const QRectF& bounds,
 
     // Black at the given opacity: premultiplied, so only alpha carries a value. Note where any
     // pixel is left: the far tail of the blur rounds to nothing.
-    QImage tinted(bufferSize, QImage::Format_ARGB32_Premultiplied);
+    QImage tinted = PixelBuffers::image(bufferSize);
     if (tinted.isNull()) return std::nullopt;
     const int level = std::clamp(qRound(opacity * 256), 0, 256);
     int left = bufferSize.width(), right = -1, top = bufferSize.height(), bottom = -1;
@@ -294,18 +296,97 @@ Mask rectangleMask(const QRectF& deviceBox, qreal deviceRadius, qreal opacity, c
     const QRect support(QPoint(left, top), QPoint(right, bottom));
     mask.deviceRect = mask.reached = support;
     if (support.width() > 16384 + 4096 || support.height() > 16384 + 4096) return mask;
+    // The device columns [flatFrom, flatTo) where the blur across holds one value.
+    int flatFrom = x0, flatTo = x0;
+    {
+        const auto peak = std::max_element(across.begin(), across.end());
+        auto a = peak, b = peak;
+        while (a != across.begin() && *(a - 1) == *peak) --a;
+        while (b != across.end() && *b == *peak) ++b;
+        if (b - a > 1) flatFrom = x0 + int(a - across.begin()), flatTo = x0 + int(b - across.begin());
+    }
     for (const QRect& r : QRegion(support).subtracted(covered)) {
-        QImage piece(r.size(), QImage::Format_ARGB32_Premultiplied);
+        QImage piece = PixelBuffers::image(r.size());
         if (piece.isNull()) return Mask{};
         for (int y = 0; y < r.height(); ++y) {
             const double row = down[r.top() + y - y0];
             auto* line = reinterpret_cast<quint32*>(piece.scanLine(y));
+            // Along a long side the blur is flat: most rows repeat the one before.
+            if (y > 0 && row == down[r.top() + y - 1 - y0]) {
+                std::copy_n(reinterpret_cast<const quint32*>(piece.constScanLine(y - 1)), r.width(), line);
+                continue;
+            }
             const double* column = across.data() + (r.left() - x0);
-            for (int x = 0; x < r.width(); ++x) line[x] = quint32(alpha(row * column[x])) << 24;
+            // Where the blur across is flat, the row's value repeats.
+            const int from = std::clamp(flatFrom - r.left(), 0, r.width());
+            const int to = std::clamp(flatTo - r.left(), from, r.width());
+            for (int x = 0; x < from; ++x) line[x] = quint32(alpha(row * column[x])) << 24;
+            if (to > from) std::fill(line + from, line + to, quint32(alpha(row * column[from])) << 24);
+            for (int x = to; x < r.width(); ++x) line[x] = quint32(alpha(row * column[x])) << 24;
         }
         mask.pieces.emplace_back(r.topLeft(), piece);
     }
     return mask;
+}
+
+// The mask stretched over its device rectangle as drawMask would (bilinear, edges clamped),
+// sampled once into device-sized pieces over `shown`. Only alpha is sampled: the rest is black.
+std::optional<Mask> ringOf(const Mask& mask, const QRegion& shown)
+{
+    if (mask.tinted.isNull() || shown.rectCount() > 64) return mask;
+    Mask out;
+    out.deviceRect = out.reached = mask.reached;
+    const QImage& in = mask.tinted;
+    const int w = in.width(), h = in.height();
+    const qreal sx = w / qreal(mask.deviceRect.width()), sy = h / qreal(mask.deviceRect.height());
+    // Where a device coordinate samples: the two buffer pixels and the weight of the second, in 256ths.
+    struct Tap {
+        int a, b, f;
+    };
+    auto tap = [](qreal u, int n) {
+        const int i = qFloor(u);
+        const int f = std::clamp(qRound((u - i) * 256), 0, 256);
+        return Tap{std::clamp(i, 0, n - 1), std::clamp(i + 1, 0, n - 1), f};
+    };
+    std::vector<Tap> across;
+    // Buffer rows stretched to the piece's width (alpha in 256ths), each made once per piece.
+    std::vector<std::vector<quint32>> wide(static_cast<size_t>(h));
+    for (const QRect& r : shown) {
+        QImage piece = PixelBuffers::image(r.size());
+        if (piece.isNull()) return std::nullopt;
+        across.resize(size_t(r.width()));
+        for (int x = 0; x < r.width(); ++x)
+            across[size_t(x)] = tap((r.left() + x + 0.5 - mask.deviceRect.x()) * sx - 0.5, w);
+        for (auto& row : wide) row.clear();
+        auto stretched = [&](int i) -> const quint32* {
+            std::vector<quint32>& row = wide[size_t(i)];
+            if (row.empty()) {
+                row.resize(size_t(r.width()));
+                const auto* source = reinterpret_cast<const quint32*>(in.constScanLine(i));
+                for (int x = 0; x < r.width(); ++x) {
+                    const Tap& t = across[size_t(x)];
+                    row[size_t(x)] = (source[t.a] >> 24) * quint32(256 - t.f) + (source[t.b] >> 24) * quint32(t.f);
+                }
+            }
+            return row.data();
+        };
+        int lastA = -1, lastB = -1, lastF = -1;
+        for (int y = 0; y < r.height(); ++y) {
+            const Tap down = tap((r.top() + y + 0.5 - mask.deviceRect.y()) * sy - 0.5, h);
+            auto* line = reinterpret_cast<quint32*>(piece.scanLine(y));
+            if (down.a == lastA && down.b == lastB && down.f == lastF) {
+                std::copy_n(reinterpret_cast<const quint32*>(piece.constScanLine(y - 1)), r.width(), line);
+                continue;
+            }
+            lastA = down.a, lastB = down.b, lastF = down.f;
+            const quint32* top = stretched(down.a);
+            const quint32* bottom = stretched(down.b);
+            const quint32 f = quint32(down.f), g = 256 - f;
+            for (int x = 0; x < r.width(); ++x) line[x] = ((top[x] * g + bottom[x] * f + 32768) >> 16) << 24;
+        }
+        out.pieces.emplace_back(r.topLeft(), piece);
+    }
+    return out;
 }
 
 void drawMask(QPainter* painter, const Mask& mask, const QTransform& toDevice, const QRectF& cover)
@@ -433,7 +514,11 @@ void draw(QPainter* painter, const QPainterPath& shape, qreal radius, QPointF of
     const QRectF bounds = shape.boundingRect();
     const bool rectangle = toDevice.type() <= QTransform::TxScale && toDevice.m11() > 0 && toDevice.m22() > 0
         && isRectangle(shape);
-    if (rectangle)
+    // Upright and partly covered, any shape's shadow is kept as device pixels around the cover:
+    // a straight copy of its ring, where stretching the mask would sample its whole area each time.
+    const bool ring = toDevice.type() <= QTransform::TxScale && toDevice.m11() > 0 && toDevice.m22() > 0
+        && !cover.isEmpty();
+    if (rectangle || ring)
         for (qreal v : {cover.x(), cover.y(), cover.width(), cover.height()})
             key.append(reinterpret_cast<const char*>(&v), sizeof v);
     std::optional<Mask> mask = Masks::shared().find(key);
@@ -446,6 +531,7 @@ void draw(QPainter* painter, const QPainterPath& shape, qreal radius, QPointF of
         } else {
             mask = makeMask(toDevice, bounds, [&shape](QPainter* p) { p->fillPath(shape, Qt::black); }, radius,
                             offset, opacity);
+            if (mask && ring) mask = ringOf(*mask, QRegion(mask->reached).subtracted(inside(cover, toDevice, 1.0)));
         }
         if (!mask) return;
         Masks::shared().insert(key, *mask);
