@@ -4,7 +4,6 @@
 
 #include <QCoreApplication>
 #include <QPointer>
-#include <QThreadPool>
 
 namespace velora {
 
@@ -36,7 +35,7 @@ QImage Thumbnails::square(const Photo& photo, int side, qreal dpr)
     m_loading.insert(key);
     QPointer<Thumbnails> self(this);
     const QUuid id = photo.id;
-    QThreadPool::globalInstance()->start([self, photo, key, id] {
+    m_pool.start([self, photo, key, id] {
         const std::optional<QImage> loaded = ImageCache::shared().image(photo, true);
         QImage made = loaded ? cropToSquare(*loaded, key.pixels) : QImage();
         // Back on the main thread, where the pointer is checked and the cache lives.
@@ -59,7 +58,7 @@ QImage Thumbnails::square(const Photo& photo, int side, qreal dpr)
 void Thumbnails::waitForLoads()
 {
     while (!m_loading.isEmpty()) {
-        QThreadPool::globalInstance()->waitForDone(50);
+        m_pool.waitForDone(50);
         QCoreApplication::processEvents();
     }
 }

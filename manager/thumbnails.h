@@ -7,6 +7,7 @@
 #include <QImage>
 #include <QObject>
 #include <QSet>
+#include <QThreadPool>
 #include <QUuid>
 
 namespace velora {
@@ -36,6 +37,8 @@ private:
     QCache<Key, QImage> m_images{8 * 1024 * 1024}; // cost: bytes
     QSet<Key> m_loading;
     QSet<Key> m_failed;
+    // Its own threads: work on the global pool holds up every large fill the GUI thread draws.
+    QThreadPool m_pool;
 };
 
 } // namespace velora

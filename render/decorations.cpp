@@ -358,25 +358,52 @@ QSizeF PaperLabel::size(const QPainter* painter, const QString& text, qreal unit
     return {textWidth + 2 * m.horizontalPadding, fm.height() + 2 * m.verticalPadding};
 }
 
-void PaperLabel::draw(QPainter* painter, const QString& text, qreal unit, QPointF bottomLeft, qreal maxTextWidth)
+namespace {
+// The label's slip, and its text as drawn: font, rectangle, elided text.
+struct Label {
+    QRectF slip;
+    QFont font;
+    QRectF textRect;
+    QString text;
+};
+
+Label labelOf(const QPainter* painter, const QString& text, qreal unit, QPointF bottomLeft, qreal maxTextWidth)
 {
-    if (text.isEmpty()) return;
-    const Metrics m = metrics(unit);
+    const PaperLabel::Metrics m = PaperLabel::metrics(unit);
     const QFont font = labelFont(painter, unit);
     const QFontMetricsF fm(font, painter->device());
     const QSizeF size = PaperLabel::size(painter, text, unit, maxTextWidth);
     const QRectF rect(bottomLeft.x(), bottomLeft.y() - size.height(), size.width(), size.height());
+    const QRectF textRect = rect.adjusted(m.horizontalPadding, m.verticalPadding, -m.horizontalPadding,
+                                          -m.verticalPadding);
+    return {rect, font, textRect, fm.elidedText(text, Qt::ElideRight, textRect.width() + 0.5)};
+}
+
+const QColor labelInk = QColor::fromRgbF(0.2f, 0.2f, 0.2f);
+constexpr int labelFlags = Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine;
+} // namespace
+
+void PaperLabel::prefetch(const QPainter* painter, const QString& text, qreal unit, QPointF bottomLeft,
+                          qreal maxTextWidth)
+{
+    if (text.isEmpty() || !painter) return;
+    const Label label = labelOf(painter, text, unit, bottomLeft, maxTextWidth);
+    TextImages::prefetch(painter, label.font, labelInk, label.textRect, labelFlags, label.text);
+}
+
+void PaperLabel::draw(QPainter* painter, const QString& text, qreal unit, QPointF bottomLeft, qreal maxTextWidth)
+{
+    if (text.isEmpty()) return;
+    const Metrics m = metrics(unit);
+    const Label label = labelOf(painter, text, unit, bottomLeft, maxTextWidth);
+    const QRectF& rect = label.slip;
     QPainterPath slip;
     slip.addRoundedRect(rect, m.cornerRadius, m.cornerRadius);
     Shadow::draw(painter, slip, 3, {0, 1}, 0.2);
     painter->save();
     painter->setRenderHint(QPainter::Antialiasing);
     painter->fillPath(slip, QColor::fromRgbF(1, 1, 1, 0.94f));
-    const QRectF textRect = rect.adjusted(m.horizontalPadding, m.verticalPadding, -m.horizontalPadding,
-                                          -m.verticalPadding);
-    TextImages::draw(painter, font, QColor::fromRgbF(0.2f, 0.2f, 0.2f), textRect,
-                     Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
-                     fm.elidedText(text, Qt::ElideRight, textRect.width() + 0.5));
+    TextImages::draw(painter, label.font, labelInk, label.textRect, labelFlags, label.text);
     painter->restore();
 }
 

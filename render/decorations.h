@@ -115,6 +115,8 @@ Metrics metrics(qreal unit);
 QSizeF size(const QPainter* painter, const QString& text, qreal unit, qreal maxTextWidth);
 // Draws the label with its bottom-left corner at `bottomLeft`.
 void draw(QPainter* painter, const QString& text, qreal unit, QPointF bottomLeft, qreal maxTextWidth);
+// Starts setting the text draw() would set with the same arguments, on another thread.
+void prefetch(const QPainter* painter, const QString& text, qreal unit, QPointF bottomLeft, qreal maxTextWidth);
 } // namespace PaperLabel
 
 namespace Pictogram {

@@ -75,18 +75,43 @@ std::optional<UprightFill> uprightFill(const QImage& image, const QRectF& r, con
     return UprightFill{device, target, crop};
 }
 
+// A turned fill of `r` draws from a copy scaled to its device size when the photo is more than
+// half again larger: bilinear sampling of large downscales looks aliased.
+std::optional<ScaledImages::Request> turnedScaling(const QImage& image, const QRectF& r, qreal scale)
+{
+    const QRectF source = fillSource(image, r);
+    const QSize devicePx(std::max(1, qRound(r.width() * scale)), std::max(1, qRound(r.height() * scale)));
+    if (source.width() > 1.5 * devicePx.width() && devicePx.width() <= 8192 && devicePx.height() <= 8192)
+        return ScaledImages::Request{image, source.toAlignedRect(), devicePx};
+    return std::nullopt;
+}
+
+// The scaled copy a fill of `r` (mapped by `toDevice`) with `image` will draw from, if any.
+std::optional<ScaledImages::Request> fillScaling(const QImage& image, const QRectF& r, const QTransform& toDevice)
+{
+    if (image.isNull() || !r.isValid()) return std::nullopt;
+    if (const std::optional<UprightFill> plan = uprightFill(image, r, toDevice))
+        return plan->asIs(image) ? std::nullopt
+                                 : std::optional(ScaledImages::Request{image, plan->crop, plan->target.size()});
+    const qreal scale = std::sqrt(std::abs(toDevice.determinant()));
+    return turnedScaling(image, r, std::isfinite(scale) && scale > 0 ? scale : 1.0);
+}
+
 // Fill the rect with the image, cropped to the rect's aspect, within a rounded clip.
 void drawImageFill(QPainter* p, const QImage& image, const QRectF& r, qreal radius)
 {
     QRectF source = fillSource(image, r);
     const QTransform toDevice = p->deviceTransform();
-    if (const std::optional<UprightFill> plan = uprightFill(image, r, toDevice)) {
-        // Upright: scale the photo once to exactly the device pixels it covers, then copy pixels.
-        // The copy covers every pixel the photo's antialiased outline touches.
+    const std::optional<UprightFill> plan = uprightFill(image, r, toDevice);
+    // Upright: scale the photo once to exactly the device pixels it covers, then copy pixels.
+    // The copy covers every pixel the photo's antialiased outline touches. Without memory for the
+    // copy, sampled as a turned one is: the canvas beneath may not have been cleared.
+    const QImage drawn = !plan ? QImage()
+        : plan->asIs(image)    ? image
+                               : ScaledImages::shared().get(image, plan->crop, plan->target.size());
+    if (!drawn.isNull()) {
         const QRectF device = plan->device;
         const QRect target = plan->target;
-        const QImage drawn = plan->asIs(image) ? image : ScaledImages::shared().get(image, plan->crop, target.size());
-        if (drawn.isNull()) return;
         p->save();
         p->setWorldTransform(p->worldTransform() * toDevice.inverted(), false);
         QBrush brush(drawn);
@@ -108,27 +133,25 @@ void drawImageFill(QPainter* p, const QImage& image, const QRectF& r, qreal radi
         return;
     }
 
-    // Turned: large downscales look aliased with bilinear sampling, so draw from a copy scaled to
-    // the tile's device size.
-    QImage drawn = image;
-    const qreal scale = deviceScale(p);
-    const QSize devicePx(std::max(1, qRound(r.width() * scale)), std::max(1, qRound(r.height() * scale)));
-    if (source.width() > 1.5 * devicePx.width() && devicePx.width() <= 8192 && devicePx.height() <= 8192) {
-        const QImage scaled = ScaledImages::shared().get(image, source.toAlignedRect(), devicePx);
+    // Turned (or upright without memory for its copy): from a copy scaled to the tile's device
+    // size when the photo is much larger.
+    QImage sampled = image;
+    if (const std::optional<ScaledImages::Request> scaling = turnedScaling(image, r, deviceScale(p))) {
+        const QImage scaled = ScaledImages::shared().get(image, scaling->source, scaling->size);
         if (!scaled.isNull()) {
-            drawn = scaled;
-            source = QRectF(drawn.rect());
+            sampled = scaled;
+            source = QRectF(sampled.rect());
         }
     }
 
     p->save();
     p->setRenderHint(QPainter::SmoothPixmapTransform);
     if (radius <= 0) {
-        p->drawImage(r, drawn, source);
+        p->drawImage(r, sampled, source);
     } else {
         const qreal kx = r.width() / source.width();
         const qreal ky = r.height() / source.height();
-        QBrush brush(drawn);
+        QBrush brush(sampled);
         brush.setTransform(QTransform(kx, 0, 0, ky, r.x() - source.x() * kx, r.y() - source.y() * ky));
         QPainterPath clip;
         clip.addRoundedRect(r, radius, radius);
@@ -251,12 +274,55 @@ void drawPhotoTile(QPainter* p, const QRectF& r, const Photo& photo, qreal radiu
 
 // --- frames ---------------------------------------------------------------------------------
 
+// One line of text, elided to its rectangle.
+struct TextLine {
+    QFont font;
+    QColor color;
+    QRectF rect;
+    int align;
+    QString text;
+};
+
+TextLine elided(const QPainter* p, const QFont& font, const QColor& color, const QRectF& rect, int align,
+                const QString& text)
+{
+    const QFontMetricsF fm(font, p->device());
+    return {font, color, rect, align | Qt::TextSingleLine, fm.elidedText(text, Qt::ElideRight, rect.width() + 0.5)};
+}
+
+void drawLine(QPainter* p, const TextLine& line)
+{
+    TextImages::draw(p, line.font, line.color, line.rect, line.align, line.text);
+}
+
 void drawText(QPainter* p, const QFont& font, const QColor& color, const QRectF& rect, int align,
               const QString& text)
 {
-    const QFontMetricsF fm(font, p->device());
-    TextImages::draw(p, font, color, rect, align | Qt::TextSingleLine,
-                     fm.elidedText(text, Qt::ElideRight, rect.width() + 0.5));
+    drawLine(p, elided(p, font, color, rect, align, text));
+}
+
+// The caption printed on a gallery mat or an instant print's strip; nothing for other frames.
+std::optional<TextLine> frameCaption(const QPainter* p, FrameStyle style, const QRectF& box, const QRectF& window,
+                                     const FrameInsets& in, const QString& caption)
+{
+    if (caption.isEmpty()) return std::nullopt;
+    const qreal u = std::sqrt(box.width() * box.height());
+    if (style == FrameStyle::gallery) {
+        QFont font = Fonts::font(p, Fonts::sansFamily(), std::max(0.03 * u, 7.0), QFont::Medium);
+        font.setLetterSpacing(QFont::AbsoluteSpacing, 0.004 * u);
+        const QFontMetricsF fm(font, p->device());
+        const qreal centre = window.bottom() + std::min(0.07 * u, (box.bottom() - window.bottom()) * 0.5);
+        return elided(p, font, QColor::fromRgbF(0.38f, 0.38f, 0.38f),
+                      QRectF(window.left(), centre - fm.height() / 2, window.width(), fm.height()),
+                      Qt::AlignLeft | Qt::AlignVCenter, caption.toUpper());
+    }
+    if (style == FrameStyle::instant) {
+        const qreal i = in.bottom;
+        return elided(p, Handwriting::font(p, std::max(0.34 * i, 9.0)), QColor::fromRgbF(0.17f, 0.16f, 0.24f),
+                      QRectF(window.left() + 0.02 * u, window.bottom(), window.width() - 0.04 * u, i * 0.92),
+                      Qt::AlignCenter, caption);
+    }
+    return std::nullopt;
 }
 
 void fillDevicePixels(QPainter* p, const QRectF& r, const QColor& color);
@@ -295,27 +361,36 @@ void drawPaper(QPainter* p, const QRectF& box, const QColor& fill, qreal opacity
     p->restore();
 }
 
-void drawTape(QPainter* p, const QRectF& box, const QString& caption)
+const QColor tapeInk = QColor::fromRgbF(0.17f, 0.16f, 0.24f);
+
+// Each line of a tape caption `c`, as drawn with the painter turned onto the strip.
+void forTapeLines(const TapeStrip::Caption& c, const std::function<void(const QRectF&, const QString&)>& line)
+{
+    const CaptionFit::Layout& text = c.layout;
+    for (int i = 0; i < text.lines.size(); ++i)
+        line(QRectF(c.text.left(), c.text.top() + i * text.lineSpacing, c.text.width(), text.lineSpacing),
+             text.lines.at(i));
+}
+constexpr int tapeLineFlags = Qt::AlignHCenter | Qt::AlignTop | Qt::TextSingleLine;
+
+void drawTape(QPainter* p, const QRectF& box, const std::optional<TapeStrip::Caption>& caption)
 {
     const qreal length = TapeStrip::length(box);
     const qreal thickness = 0.3 * length;
     const qreal inset = TapeStrip::inset(box);
     // Across the top edge, a little askew, overhanging no further than the piece's margin allows.
     p->save();
-    if (caption.isEmpty()) {
+    if (!caption) {
         p->translate(box.left() + inset, box.top() + 0.1 * length);
         p->rotate(-9.0);
         TapeStrip::draw(p, QRectF(-length / 2, -thickness / 2, length, thickness));
     } else {
-        const TapeStrip::Caption c = TapeStrip::caption(p, box, caption);
-        p->setTransform(c.toBox, true);
-        TapeStrip::draw(p, c.strip);
-        const CaptionFit::Layout& text = c.layout;
-        for (int i = 0; i < text.lines.size(); ++i)
-            TextImages::draw(p, text.font, QColor::fromRgbF(0.17f, 0.16f, 0.24f),
-                             QRectF(c.text.left(), c.text.top() + i * text.lineSpacing, c.text.width(),
-                                    text.lineSpacing),
-                             Qt::AlignHCenter | Qt::AlignTop | Qt::TextSingleLine, text.lines.at(i));
+        p->setTransform(caption->toBox, true);
+        TapeStrip::draw(p, caption->strip);
+        const QFont& font = caption->layout.font;
+        forTapeLines(*caption, [&](const QRectF& r, const QString& text) {
+            TextImages::draw(p, font, tapeInk, r, tapeLineFlags, text);
+        });
     }
     p->restore();
     p->save();
@@ -543,6 +618,22 @@ void drawFramedBox(QPainter* p, const QRectF& box, FrameStyle style, const Frame
 {
     const qreal u = std::sqrt(box.width() * box.height());
     const QRectF window = box.adjusted(in.left, in.top, -in.right, -in.bottom);
+    // Large text is slow to set: its rendering starts on another thread while the frame is drawn.
+    const std::optional<TextLine> printed = frameCaption(p, style, box, window, in, caption);
+    if (printed) TextImages::prefetch(p, printed->font, printed->color, printed->rect, printed->align, printed->text);
+    std::optional<TapeStrip::Caption> taped;
+    if (style == FrameStyle::tape && !caption.isEmpty()) {
+        taped = TapeStrip::caption(p, box, caption);
+        p->save();
+        p->setTransform(taped->toBox, true);
+        forTapeLines(*taped, [&](const QRectF& r, const QString& text) {
+            TextImages::prefetch(p, taped->layout.font, tapeInk, r, tapeLineFlags, text);
+        });
+        p->restore();
+    }
+    const QPointF labelCorner(box.left() + 0.03 * u, box.bottom() - 0.03 * u);
+    const qreal labelWidth = box.width() - 0.06 * u - 2 * PaperLabel::metrics(u).horizontalPadding;
+    if (style == FrameStyle::bare) PaperLabel::prefetch(p, caption, u, labelCorner, labelWidth);
 
     switch (style) {
     case FrameStyle::gallery:
@@ -674,43 +765,42 @@ void drawFramedBox(QPainter* p, const QRectF& box, FrameStyle style, const Frame
         const qreal line = std::max(0.0025 * u, 0.5);
         fillRing(p, window.adjusted(-line, -line, line, line), window, QColor::fromRgbF(0, 0, 0, 0.14f));
         p->restore();
-        if (!caption.isEmpty()) {
-            QFont font = Fonts::font(p, Fonts::sansFamily(), std::max(0.03 * u, 7.0), QFont::Medium);
-            font.setLetterSpacing(QFont::AbsoluteSpacing, 0.004 * u);
-            const QFontMetricsF fm(font, p->device());
-            const qreal centre = window.bottom() + std::min(0.07 * u, (box.bottom() - window.bottom()) * 0.5);
-            drawText(p, font, QColor::fromRgbF(0.38f, 0.38f, 0.38f),
-                     QRectF(window.left(), centre - fm.height() / 2, window.width(), fm.height()),
-                     Qt::AlignLeft | Qt::AlignVCenter, caption.toUpper());
-        }
+        if (printed) drawLine(p, *printed);
         break;
     }
     case FrameStyle::instant:
-        if (!caption.isEmpty()) {
-            const qreal i = in.bottom;
-            const QFont font = Handwriting::font(p, std::max(0.34 * i, 9.0));
-            drawText(p, font, QColor::fromRgbF(0.17f, 0.16f, 0.24f),
-                     QRectF(window.left() + 0.02 * u, window.bottom(), window.width() - 0.04 * u, i * 0.92),
-                     Qt::AlignCenter, caption);
-        }
+        if (printed) drawLine(p, *printed);
         break;
     case FrameStyle::film:
         if (!caption.isEmpty()) drawFilmPrint(p, box, window, vertical, vertical ? in.left : in.top, caption);
         break;
     case FrameStyle::bare:
         if (!caption.isEmpty()) {
-            const PaperLabel::Metrics m = PaperLabel::metrics(u);
-            PaperLabel::draw(p, caption, u, QPointF(box.left() + 0.03 * u, box.bottom() - 0.03 * u),
-                             box.width() - 0.06 * u - 2 * m.horizontalPadding);
+            PaperLabel::draw(p, caption, u, labelCorner, labelWidth);
         }
         break;
     case FrameStyle::tape:
-        drawTape(p, box, caption);
+        drawTape(p, box, taped);
         break;
     }
 }
 
 QRectF toQ(const Rect& r) { return QRectF(r.x, r.y, r.width, r.height); }
+
+// Where a tile of a shared frame sits: its rectangle centred on the origin of the transform that
+// places it in the composition.
+QTransform tilePlace(const PieceGeometry& g, const PlacedTile& tile)
+{
+    const QRectF frame = toQ(tile.frame);
+    QTransform local;
+    local.translate(g.insets.left + frame.center().x(), g.insets.top + frame.center().y());
+    local.rotate(std::isfinite(tile.rotation) ? tile.rotation : 0.0);
+    return local;
+}
+
+QRectF centred(const QSizeF& size) { return QRectF(-size.width() / 2, -size.height() / 2, size.width(), size.height()); }
+
+qreal bareRadius(const QSizeF& size) { return 0.035 * std::sqrt(size.width() * size.height()); }
 
 // The framed arrangement with its top-left corner at the origin.
 void drawComposition(QPainter* p, const PieceGeometry& g, const QList<Photo>& shown, const QString& caption,
@@ -738,7 +828,7 @@ void drawComposition(QPainter* p, const PieceGeometry& g, const QList<Photo>& sh
                              local,
                              PieceGeometry::tileInsets(g.style, photo.aspect(), piece.vertical,
                                                        {frame.width(), frame.height()}),
-                             bare ? 0.035 * std::sqrt(frame.width() * frame.height()) : 0.0});
+                             bare ? bareRadius(frame.size()) : 0.0});
         }
         // Tiles that overlap (a stack) hide most of those beneath: each tile is clipped to what
         // the opaque parts of the tiles above leave showing, which saves drawing it whole.
@@ -765,6 +855,19 @@ void drawComposition(QPainter* p, const PieceGeometry& g, const QList<Photo>& sh
                 }
             }
         }
+        // The photos scaled to their tiles are made on another thread while this one draws.
+        QList<ScaledImages::Request> scalings;
+        for (const Tile& t : tiles) {
+            const QRectF window = t.box.adjusted(t.insets.left, t.insets.top, -t.insets.right, -t.insets.bottom);
+            const QTransform device = t.local * toDevice;
+            const qreal scale = std::sqrt(std::abs(device.determinant()));
+            const std::optional<QImage> image
+                = ImageCache::shared().image(*t.photo, std::max(window.width(), window.height()) * scale <= thumbnailLimit);
+            if (!image) continue;
+            if (const std::optional<ScaledImages::Request> scaling = fillScaling(*image, window, device))
+                scalings.append(*scaling);
+        }
+        ScaledImages::shared().prefetch(scalings);
         for (size_t i = 0; i < tiles.size(); ++i) {
             const Tile& t = tiles[i];
             p->save();
@@ -797,36 +900,28 @@ void drawComposition(QPainter* p, const PieceGeometry& g, const QList<Photo>& sh
     QRegion covered;
     // The photos scaled to their tiles are made on another thread while this one draws the frame.
     QList<ScaledImages::Request> scalings;
-    const QPointF windowCorner(g.insets.left, g.insets.top);
     for (const PlacedTile& tile : g.arrangement.tiles) {
         if (tile.index < 0 || tile.index >= shown.size()) continue;
-        const QRectF frame = toQ(tile.frame);
-        QTransform local;
-        local.translate(windowCorner.x() + frame.center().x(), windowCorner.y() + frame.center().y());
-        local.rotate(std::isfinite(tile.rotation) ? tile.rotation : 0.0);
-        const QTransform device = local * p->deviceTransform();
-        const QRectF r(-frame.width() / 2, -frame.height() / 2, frame.width(), frame.height());
+        const QTransform device = tilePlace(g, tile) * p->deviceTransform();
+        const QRectF r = centred(toQ(tile.frame).size());
         const qreal scale = std::sqrt(std::abs(device.determinant()));
         const std::optional<QImage> image
             = ImageCache::shared().image(shown.at(tile.index), std::max(r.width(), r.height()) * scale <= thumbnailLimit);
         if (!image || image->isNull()) continue;
-        if (const std::optional<UprightFill> plan = uprightFill(*image, r, device); plan && !plan->asIs(*image))
-            scalings.append({*image, plan->crop, plan->target.size()});
+        if (const std::optional<ScaledImages::Request> scaling = fillScaling(*image, r, device))
+            scalings.append(*scaling);
         if (!bare && !image->hasAlphaChannel() && r.isValid()) covered += Shadow::inside(r, device, 1.0);
     }
-    if (scalings.size() > 0) ScaledImages::shared().prefetch(scalings);
-    drawFramedBox(p, box, g.style, g.insets, piece.vertical, caption, [&](const QRectF& window) {
+    ScaledImages::shared().prefetch(scalings);
+    drawFramedBox(p, box, g.style, g.insets, piece.vertical, caption, [&](const QRectF&) {
         for (const PlacedTile& tile : g.arrangement.tiles) {
             if (tile.index < 0 || tile.index >= shown.size()) continue;
             const Photo& photo = shown.at(tile.index);
-            const QRectF frame = toQ(tile.frame);
-            const qreal radius = bare ? 0.035 * std::sqrt(frame.width() * frame.height()) : 0.0;
+            const QSizeF size = toQ(tile.frame).size();
             const QString tileCaption = piece.layout == CollageLayout::single ? QString() : photo.caption;
             p->save();
-            p->translate(window.topLeft() + frame.center());
-            p->rotate(std::isfinite(tile.rotation) ? tile.rotation : 0.0);
-            drawPhotoTile(p, QRectF(-frame.width() / 2, -frame.height() / 2, frame.width(), frame.height()), photo,
-                          radius, bare, tileCaption);
+            p->setWorldTransform(tilePlace(g, tile), true);
+            drawPhotoTile(p, centred(size), photo, bare ? bareRadius(size) : 0.0, bare, tileCaption);
             p->restore();
         }
     }, covered);
@@ -901,18 +996,28 @@ QImage renderHere(const PieceView& view, qreal devicePixelRatio)
     if (!(w >= 1 && h >= 1 && w <= kMaxSide && h <= kMaxSide)) return {};
     QImage image = PixelBuffers::image(QSize(static_cast<int>(w), static_cast<int>(h)));
     if (image.isNull()) return {};
-    // Clear the canvas except where a paper frame is about to be filled opaquely (a column's
-    // canvas is millions of pixels; its paper covers most of them).
+    // Clear the canvas except where a paper frame or bare photos are about to cover it opaquely
+    // (a column's canvas is millions of pixels; its paper covers most of them).
     QRegion paper;
     const PieceGeometry& g = prepared.geometry;
+    QTransform toDevice;
+    toDevice.scale(w / prepared.canvas.width(), h / prepared.canvas.height());
+    toDevice.translate(prepared.canvas.width() / 2, prepared.canvas.height() / 2);
+    toDevice.rotate(view.piece.tilt);
+    toDevice.translate(-g.framedSize.width / 2, -g.framedSize.height / 2);
     if (!prepared.empty && !g.perTile
         && (g.style == FrameStyle::gallery || g.style == FrameStyle::instant || g.style == FrameStyle::tape)) {
-        QTransform toDevice;
-        toDevice.scale(w / prepared.canvas.width(), h / prepared.canvas.height());
-        toDevice.translate(prepared.canvas.width() / 2, prepared.canvas.height() / 2);
-        toDevice.rotate(view.piece.tilt);
-        toDevice.translate(-g.framedSize.width / 2, -g.framedSize.height / 2);
         paper = Shadow::inside(QRectF(0, 0, g.framedSize.width, g.framedSize.height), toDevice, 1.0);
+    } else if (!prepared.empty && !g.perTile && g.style == FrameStyle::bare) {
+        // Bare photos cover their insides opaquely, as their shadows leave them.
+        for (const PlacedTile& tile : g.arrangement.tiles) {
+            if (tile.index < 0 || tile.index >= prepared.shown.size()) continue;
+            const QTransform device = tilePlace(g, tile) * toDevice;
+            const QSizeF size = toQ(tile.frame).size();
+            const qreal in = bareRadius(size);
+            if (opaquePhoto(prepared.shown.at(tile.index), centred(size), std::sqrt(std::abs(device.determinant()))))
+                paper += Shadow::inside(centred(size).adjusted(in, in, -in, -in), device, 1.0);
+        }
     }
     if (paper.isEmpty()) {
         image.fill(Qt::transparent);

@@ -12,9 +12,9 @@
 
 namespace velora {
 
-// Runs `work` on a thread of the global pool and returns its result; the caller waits. A thread is
-// reserved for it, so work queued on a full pool never delays it; on a pool thread already, it
-// runs right here.
+// Runs `work` on a free thread of the global pool and returns its result; the caller waits. On a
+// pool thread already, or when the pool has no thread free (work queued there would wait behind
+// whatever holds it), it runs right here.
 template <typename Work>
 auto onPoolThread(Work&& work) -> std::invoke_result_t<Work&>
 {
@@ -23,19 +23,19 @@ auto onPoolThread(Work&& work) -> std::invoke_result_t<Work&>
     using Result = std::invoke_result_t<Work&>;
     QSemaphore done;
     if constexpr (std::is_void_v<Result>) {
-        pool->reserveThread();
-        pool->startOnReservedThread([&] {
-            work();
-            done.release();
-        });
+        if (!pool->tryStart([&] {
+                work();
+                done.release();
+            }))
+            return work();
         done.acquire();
     } else {
         Result result{};
-        pool->reserveThread();
-        pool->startOnReservedThread([&] {
-            result = work();
-            done.release();
-        });
+        if (!pool->tryStart([&] {
+                result = work();
+                done.release();
+            }))
+            return work();
         done.acquire();
         return result;
     }

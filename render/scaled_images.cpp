@@ -128,14 +128,18 @@ void ScaledImages::prefetch(const QList<Request>& requests)
         if (missing.isEmpty()) return;
         ++m_prefetching;
     }
-    QThreadPool* pool = QThreadPool::globalInstance();
-    pool->reserveThread();
-    pool->startOnReservedThread([this, missing] {
-        for (const Request& r : missing) (void)make(r.image, r.source, r.size, false);
+    // Only on a free thread: queued behind other work, it would only hold the caller up.
+    const bool started = QThreadPool::globalInstance()->tryStart([this, missing] {
+        // Last first: the caller, once its frame is drawn, takes them from the front.
+        for (auto r = missing.crbegin(); r != missing.crend(); ++r) (void)make(r->image, r->source, r->size, false);
         QMutexLocker lock(&m_mutex);
         --m_prefetching;
         m_made.wakeAll();
     });
+    if (!started) {
+        QMutexLocker lock(&m_mutex);
+        --m_prefetching;
+    }
 }
 
 ScaledImages::~ScaledImages()

@@ -37,9 +37,10 @@ public:
         QRect source;
         QSize size;
     };
-    // Makes these on a thread of the global pool, in order, skipping any another thread is
-    // making, while the caller goes on: a rendering asks before it draws its frame, and its own
-    // get() takes over any not yet begun. The cache is not destroyed before they are done.
+    // Makes these on a free thread of the global pool (none free: leaves them), last first,
+    // skipping any another thread is making, while the caller goes on: a rendering asks before it
+    // draws its frame, and its own get() takes over any not yet begun. The cache is not destroyed
+    // before they are done.
     void prefetch(const QList<Request>& requests);
 
     // Smooth scaling that first halves the picture (averaging 2 × 2 pixels) while it stays at

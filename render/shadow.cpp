@@ -264,7 +264,9 @@ std::vector<double> blurredEdge(double from, double to, qreal reduce, int box, i
         const double u = (x + 0.5) * step - 0.5;
         const int k = qFloor(u);
         const double f = u - k;
-        out[x] = v[std::clamp(k, 0, m - 1)] * (1 - f) + v[std::clamp(k + 1, 0, m - 1)] * f;
+        // Written so that equal neighbours give exactly their value: flat runs stay flat.
+        const double a = v[std::clamp(k, 0, m - 1)], b = v[std::clamp(k + 1, 0, m - 1)];
+        out[x] = a + (b - a) * f;
     }
     return out;
 }
@@ -329,6 +331,14 @@ Mask rectangleMask(const QRectF& deviceBox, qreal deviceRadius, qreal opacity, c
     return mask;
 }
 
+// Each pixel between two rows of alpha in 256ths, `f` 256ths of the way to the second, as black.
+void mixRows(const quint32* __restrict top, const quint32* __restrict bottom, quint32* __restrict out, int n,
+             quint32 f)
+{
+    const quint32 g = 256 - f;
+    for (int x = 0; x < n; ++x) out[x] = ((top[x] * g + bottom[x] * f + 32768) >> 16) << 24;
+}
+
 // The mask stretched over its device rectangle as drawMask would (bilinear, edges clamped),
 // sampled once into device-sized pieces over `shown`. Only alpha is sampled: the rest is black.
 std::optional<Mask> ringOf(const Mask& mask, const QRegion& shown)
@@ -354,35 +364,37 @@ std::optional<Mask> ringOf(const Mask& mask, const QRegion& shown)
     for (const QRect& r : shown) {
         QImage piece = PixelBuffers::image(r.size());
         if (piece.isNull()) return std::nullopt;
-        across.resize(size_t(r.width()));
-        for (int x = 0; x < r.width(); ++x)
+        const int width = r.width();
+        across.resize(size_t(width));
+        for (int x = 0; x < width; ++x)
             across[size_t(x)] = tap((r.left() + x + 0.5 - mask.deviceRect.x()) * sx - 0.5, w);
         for (auto& row : wide) row.clear();
         auto stretched = [&](int i) -> const quint32* {
             std::vector<quint32>& row = wide[size_t(i)];
             if (row.empty()) {
-                row.resize(size_t(r.width()));
+                row.resize(size_t(width));
                 const auto* source = reinterpret_cast<const quint32*>(in.constScanLine(i));
-                for (int x = 0; x < r.width(); ++x) {
+                for (int x = 0; x < width; ++x) {
                     const Tap& t = across[size_t(x)];
                     row[size_t(x)] = (source[t.a] >> 24) * quint32(256 - t.f) + (source[t.b] >> 24) * quint32(t.f);
                 }
             }
             return row.data();
         };
-        int lastA = -1, lastB = -1, lastF = -1;
+        const uchar* flat = nullptr; // the buffer row the line before was made of alone, if it was
         for (int y = 0; y < r.height(); ++y) {
             const Tap down = tap((r.top() + y + 0.5 - mask.deviceRect.y()) * sy - 0.5, h);
             auto* line = reinterpret_cast<quint32*>(piece.scanLine(y));
-            if (down.a == lastA && down.b == lastB && down.f == lastF) {
-                std::copy_n(reinterpret_cast<const quint32*>(piece.constScanLine(y - 1)), r.width(), line);
+            // Along a long side the buffer's rows repeat, and so do the lines made from them.
+            const uchar* top = in.constScanLine(down.a);
+            const size_t bytes = size_t(w) * 4;
+            const bool same = down.a == down.b || std::memcmp(top, in.constScanLine(down.b), bytes) == 0;
+            if (same && flat && std::memcmp(top, flat, bytes) == 0) {
+                std::copy_n(reinterpret_cast<const quint32*>(piece.constScanLine(y - 1)), width, line);
                 continue;
             }
-            lastA = down.a, lastB = down.b, lastF = down.f;
-            const quint32* top = stretched(down.a);
-            const quint32* bottom = stretched(down.b);
-            const quint32 f = quint32(down.f), g = 256 - f;
-            for (int x = 0; x < r.width(); ++x) line[x] = ((top[x] * g + bottom[x] * f + 32768) >> 16) << 24;
+            flat = same ? top : nullptr;
+            mixRows(stretched(down.a), stretched(down.b), line, width, quint32(down.f));
         }
         out.pieces.emplace_back(r.topLeft(), piece);
     }

@@ -17,6 +17,12 @@ namespace velora::TextImages {
 void draw(QPainter* painter, const QFont& font, const QColor& color, const QRectF& rect, int flags,
           const QString& text);
 
+// Starts making the rendering draw() would use for the same arguments and painter state, on a
+// free thread of the global pool (none free: nothing), while the caller goes on; draw() then
+// takes it, or waits for it.
+void prefetch(const QPainter* painter, const QFont& font, const QColor& color, const QRectF& rect, int flags,
+              const QString& text);
+
 inline constexpr qreal minimumPixels = 40;
 inline constexpr int limit = 64; // renderings kept
 int count();
