@@ -1,7 +1,12 @@
 #include "pixel_buffers.h"
 
+#include <QCoreApplication>
 #include <QMutex>
 #include <QMutexLocker>
+#include <QTimer>
+
+#include <algorithm>
+#include <chrono>
 
 #include <cstdlib>
 #include <limits>
@@ -25,6 +30,7 @@ struct Buffer {
     void* data = nullptr;
     qsizetype capacity = 0;
     bool mapped = false;
+    std::chrono::steady_clock::time_point freed{}; // when it was let go, while spare
 };
 
 Buffer allocate(qsizetype bytes)
@@ -94,7 +100,9 @@ public:
             QMutexLocker lock(&m_mutex);
             if (b.capacity >= kKept) {
                 m_spare.push_back(b);
+                m_spare.back().freed = std::chrono::steady_clock::now();
                 m_bytes += b.capacity;
+                scheduleTrim();
             } else {
                 out.push_back(b);
             }
@@ -106,6 +114,28 @@ public:
             }
         }
         for (const Buffer& o : out) free(o);
+    }
+
+    // Frees what has lain unused for `idle` or longer; true while anything is left.
+    bool trimIdle(std::chrono::steady_clock::duration idle)
+    {
+        std::vector<Buffer> out;
+        bool left = false;
+        {
+            QMutexLocker lock(&m_mutex);
+            const auto before = std::chrono::steady_clock::now() - idle;
+            auto keep = std::stable_partition(m_spare.begin(), m_spare.end(),
+                                              [before](const Buffer& b) { return b.freed > before; });
+            for (auto it = keep; it != m_spare.end(); ++it) {
+                m_bytes -= it->capacity;
+                out.push_back(*it);
+            }
+            m_spare.erase(keep, m_spare.end());
+            left = !m_spare.empty();
+            m_trimScheduled = left;
+        }
+        for (const Buffer& o : out) free(o);
+        return left;
     }
 
     qsizetype bytes()
@@ -126,9 +156,25 @@ public:
     }
 
 private:
+    // With the lock held. A desktop app should not sit on memory it no longer draws with: spare
+    // buffers go back to the system a while after they were last let go.
+    void scheduleTrim()
+    {
+        QCoreApplication* app = QCoreApplication::instance();
+        if (m_trimScheduled || !app) return;
+        m_trimScheduled = true;
+        QMetaObject::invokeMethod(app, [app] { QTimer::singleShot(kIdle, app, &Pool::trimLater); }, Qt::QueuedConnection);
+    }
+    static void trimLater()
+    {
+        if (shared().trimIdle(kIdle)) QTimer::singleShot(kIdle, QCoreApplication::instance(), &Pool::trimLater);
+    }
+    static constexpr std::chrono::seconds kIdle{10};
+
     QMutex m_mutex;
     std::vector<Buffer> m_spare;
     qsizetype m_bytes = 0;
+    bool m_trimScheduled = false;
 };
 
 void release(void* info)

@@ -2,7 +2,8 @@
 // Memory for large images. Fresh memory costs a page fault and a zeroed page per 4 KiB (a few
 // milliseconds for a column's canvas or a scaled photo, more in a virtual machine), and every
 // pixel is written anyway: buffers let go are kept for the next image of a similar size, up to a
-// budget, and large new ones are asked for in huge pages where the system has them. Thread-safe.
+// budget and for ten seconds at most, and large new ones are asked for in huge pages where the
+// system has them. Thread-safe.
 #include <QImage>
 #include <QSize>
 
@@ -14,7 +15,7 @@ QImage image(QSize size, QImage::Format format = QImage::Format_ARGB32_Premultip
 
 // Bytes held in free buffers, and the most that are held.
 qsizetype spareBytes();
-inline constexpr qsizetype budget = 96 * 1024 * 1024;
+inline constexpr qsizetype budget = 64 * 1024 * 1024;
 
 // Gives every free buffer back to the system.
 void trim();
