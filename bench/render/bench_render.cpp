@@ -1,12 +1,13 @@
 // Render cost of every style × layout at width 560, 2×, with images already decoded (cold: nothing
-// of the renderer's own kept; warm: all of it), against the plain drawing of the same photos into
-// their tiles; and of one crossfade frame (alone and in a panel's paint) against a blit of an image
-// of its size. Each reference is timed in the same run.
+// of the renderer's own kept; fresh: not even spare pixel memory; warm: all of it), against the
+// plain drawing of the same photos into their tiles; and of one crossfade frame (alone and in a
+// panel's paint) against a blit of an image of its size. Each reference is timed in the same run.
 #include "bench_common.h"
 #include "crossfade.h"
 #include "demo_art.h"
 #include "image_cache.h"
 #include "piece_renderer.h"
+#include "pixel_buffers.h"
 #include "storage.h"
 
 #include <QGuiApplication>
@@ -147,11 +148,12 @@ int main(int argc, char** argv)
     // warm: decoded photos plus the renderer's own caches (photos scaled to the tiles' device size,
     // shadow masks, large text) all filled, as on every rendering but the first of a new photo;
     // cold: decoded photos only, so each run scales photos, blurs shadows and sets text again (the
-    // first rendering of a new slideshow photo); plain: the same photos drawn into their tiles
+    // first rendering of a new slideshow photo); fresh: cold, and the pixel memory let go given
+    // back to the system as after ten idle seconds; plain: the same photos drawn into their tiles
     // with nothing else, in a new image of the same size.
-    std::printf("%-20s %10s %8s %8s %8s %7s %7s\n", "piece (560 pt, 2x)", "canvas px", "cold ms", "warm ms",
-                "plain ms", "cold/p", "warm/p");
-    double worst = 0, worstCold = 0;
+    std::printf("%-20s %10s %8s %8s %8s %8s %7s %7s\n", "piece (560 pt, 2x)", "canvas px", "cold ms", "fresh ms",
+                "warm ms", "plain ms", "cold/p", "warm/p");
+    double worst = 0, worstCold = 0, worstFresh = 0;
     for (FrameStyle style : allFrameStyles)
         for (CollageLayout layout : allCollageLayouts) {
             const QString name = QStringLiteral("%1 %2").arg(qRawValue(style), qRawValue(layout));
@@ -162,12 +164,18 @@ int main(int argc, char** argv)
                 PieceRenderer::clearCaches();
                 image = PieceRenderer::render(v, dpr);
             }, runs);
+            const double fresh = timeIt([&] {
+                PieceRenderer::clearCaches();
+                PixelBuffers::trim();
+                image = PieceRenderer::render(v, dpr);
+            }, runs);
             const double warm = timeIt([&] { image = PieceRenderer::render(v, dpr); }, runs);
             const double reference = plain(v, dpr, runs);
             worst = std::max(worst, warm);
             worstCold = std::max(worstCold, cold);
-            std::printf("%-20s %5dx%-5d %8.2f %8.2f %8.2f %7.2f %7.2f\n", qPrintable(name), image.width(),
-                        image.height(), cold, warm, reference, cold / reference, warm / reference);
+            worstFresh = std::max(worstFresh, fresh);
+            std::printf("%-20s %5dx%-5d %8.2f %8.2f %8.2f %8.2f %7.2f %7.2f\n", qPrintable(name), image.width(),
+                        image.height(), cold, fresh, warm, reference, cold / reference, warm / reference);
         }
 
     PieceView v;
@@ -197,8 +205,8 @@ int main(int argc, char** argv)
                 fadeMs, fadeRef, fadeMs / fadeRef);
     std::printf("%-20s %5dx%-5d %8.2f %8.3f %7.1f\n", "crossfade paint", frameSize.width(), frameSize.height(),
                 paintMs, fadeRef, paintMs / fadeRef);
-    std::printf("\nslowest piece warm %.2f ms, cold %.2f ms (target < 16 ms); crossfade frame %.2f ms, with the "
-                "panel's paint %.2f ms (target < 2 ms); renders %d\n",
-                worst, worstCold, fadeMs, paintMs, fade.renderCount());
+    std::printf("\nslowest piece warm %.2f ms, cold %.2f ms, fresh %.2f ms (target < 16 ms); crossfade frame %.2f ms, "
+                "with the panel's paint %.2f ms (target < 2 ms); renders %d\n",
+                worst, worstCold, worstFresh, fadeMs, paintMs, fade.renderCount());
     return 0;
 }

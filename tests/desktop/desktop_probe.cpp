@@ -67,16 +67,19 @@ int main(int argc, char** argv)
         for (const QUuid& id : ids) out << ' ' << controller.panel(id)->winId();
         out << ' ' << controller.panel(first.id)->margin() << Qt::endl;
     });
-    // Each new stored place once: a drop stores the display first, then the place.
+    // Each new stored place once. A drop stores the display first, then the place: looked at once
+    // the change is over, so the display's old place never shows.
     QHash<QUuid, Point> printed;
     for (const QUuid& id : ids) printed[id] = studio.piece(id)->placements.value(*studio.piece(id)->displayID);
-    QObject::connect(&studio, &Studio::pieceChanged, [&](const QUuid& id) {
-        const Piece* p = studio.piece(id);
-        if (!p || !p->displayID) return;
-        const Point at = p->placements.value(*p->displayID);
-        if (printed.value(id) == at) return;
-        printed[id] = at;
-        QTextStream(stdout) << "PLACED " << ids.indexOf(id) << ' ' << at.x << ' ' << at.y << Qt::endl;
+    QObject::connect(&studio, &Studio::pieceChanged, &app, [&](const QUuid& id) {
+        QTimer::singleShot(0, &app, [&, id] {
+            const Piece* p = studio.piece(id);
+            if (!p || !p->displayID) return;
+            const Point at = p->placements.value(*p->displayID);
+            if (printed.value(id) == at) return;
+            printed[id] = at;
+            QTextStream(stdout) << "PLACED " << ids.indexOf(id) << ' ' << at.x << ' ' << at.y << Qt::endl;
+        });
     });
     probe::onCommands(&app, [&](const QByteArray& command) {
         if (command == "advance") studio.advance(show.id);
