@@ -31,7 +31,19 @@ struct Buffer {
     qsizetype capacity = 0;
     bool mapped = false;
     std::chrono::steady_clock::time_point freed{}; // when it was let go, while spare
+    bool given = false;                            // spare, and its pages marked free
 };
+
+// Marks a mapped buffer's pages free for the system to take; false where that cannot be done.
+bool giveBack(Buffer& b)
+{
+#if defined(__linux__) && defined(MADV_FREE)
+    b.given = madvise(b.data, size_t(b.capacity), MADV_FREE) == 0;
+#else
+    b.given = false;
+#endif
+    return b.given;
+}
 
 Buffer allocate(qsizetype bytes)
 {
@@ -84,7 +96,8 @@ public:
             // caches, which an older one is not.
             for (auto it = m_spare.rbegin(); it != m_spare.rend(); ++it)
                 if (it->capacity >= need && it->capacity <= need + need / 2) {
-                    const Buffer b = *it;
+                    Buffer b = *it;
+                    b.given = false;
                     m_bytes -= b.capacity;
                     m_spare.erase(std::next(it).base());
                     return b;
@@ -116,7 +129,9 @@ public:
         for (const Buffer& o : out) free(o);
     }
 
-    // Frees what has lain unused for `idle` or longer; true while anything is left.
+    // Gives back what has lain unused for `idle` or longer; true while anything is left to give.
+    // Mapped buffers stay in the pool with their pages marked free: the system takes them back
+    // when it needs them, and until then the next image reuses them at no cost.
     bool trimIdle(std::chrono::steady_clock::duration idle)
     {
         std::vector<Buffer> out;
@@ -124,14 +139,16 @@ public:
         {
             QMutexLocker lock(&m_mutex);
             const auto before = std::chrono::steady_clock::now() - idle;
-            auto keep = std::stable_partition(m_spare.begin(), m_spare.end(),
-                                              [before](const Buffer& b) { return b.freed > before; });
+            auto keep = std::stable_partition(m_spare.begin(), m_spare.end(), [before](const Buffer& b) {
+                return b.freed > before || (b.mapped && b.given);
+            });
             for (auto it = keep; it != m_spare.end(); ++it) {
+                if (it->mapped && giveBack(*it)) continue;
                 m_bytes -= it->capacity;
                 out.push_back(*it);
             }
-            m_spare.erase(keep, m_spare.end());
-            left = !m_spare.empty();
+            m_spare.erase(std::remove_if(keep, m_spare.end(), [](const Buffer& b) { return !b.given; }), m_spare.end());
+            left = std::any_of(m_spare.begin(), m_spare.end(), [](const Buffer& b) { return !b.given; });
             m_trimScheduled = left;
         }
         for (const Buffer& o : out) free(o);
