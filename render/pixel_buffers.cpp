@@ -139,15 +139,17 @@ public:
         {
             QMutexLocker lock(&m_mutex);
             const auto before = std::chrono::steady_clock::now() - idle;
-            auto keep = std::stable_partition(m_spare.begin(), m_spare.end(), [before](const Buffer& b) {
-                return b.freed > before || (b.mapped && b.given);
-            });
-            for (auto it = keep; it != m_spare.end(); ++it) {
-                if (it->mapped && giveBack(*it)) continue;
-                m_bytes -= it->capacity;
-                out.push_back(*it);
+            // Oldest first still: the budget lets the oldest go first.
+            std::vector<Buffer> kept;
+            for (Buffer& b : m_spare) {
+                if (b.given || b.freed > before || (b.mapped && giveBack(b))) {
+                    kept.push_back(b);
+                } else {
+                    m_bytes -= b.capacity;
+                    out.push_back(b);
+                }
             }
-            m_spare.erase(std::remove_if(keep, m_spare.end(), [](const Buffer& b) { return !b.given; }), m_spare.end());
+            m_spare.swap(kept);
             left = std::any_of(m_spare.begin(), m_spare.end(), [](const Buffer& b) { return !b.given; });
             m_trimScheduled = left;
         }
