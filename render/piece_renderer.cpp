@@ -224,12 +224,18 @@ void drawTileCaption(QPainter* p, const QRectF& r, const QString& caption)
     p->restore();
 }
 
+// The decoded photo drawPhotoTile fills `r` with, `scale` device pixels per point: the thumbnail
+// when it is large enough.
+std::optional<QImage> tileImage(const Photo& photo, const QRectF& r, qreal scale)
+{
+    return ImageCache::shared().image(photo, std::max(r.width(), r.height()) * scale <= thumbnailLimit);
+}
+
 // Whether drawPhotoTile will fill `r` (its size in device pixels given by `scale`) with an opaque
 // photo: the photo loads and has no alpha.
 bool opaquePhoto(const Photo& photo, const QRectF& r, qreal scale)
 {
-    const bool small = std::max(r.width(), r.height()) * scale <= thumbnailLimit;
-    const std::optional<QImage> image = ImageCache::shared().image(photo, small);
+    const std::optional<QImage> image = tileImage(photo, r, scale);
     return image && !image->isNull() && !image->hasAlphaChannel() && r.isValid();
 }
 
@@ -252,8 +258,7 @@ void drawPhotoTile(QPainter* p, const QRectF& r, const Photo& photo, qreal radiu
     QPainterPath shape;
     shape.addRoundedRect(r, radius, radius);
 
-    const bool small = std::max(r.width(), r.height()) * deviceScale(p) <= thumbnailLimit;
-    const std::optional<QImage> image = ImageCache::shared().image(photo, small);
+    const std::optional<QImage> image = tileImage(photo, r, deviceScale(p));
     const bool drawable = image && !image->isNull();
     if (shadow) {
         // An opaque photo hides its own shadow everywhere but past its rounded corners and edges.
@@ -815,6 +820,7 @@ void drawComposition(QPainter* p, const PieceGeometry& g, const QList<Photo>& sh
             QTransform local;   // into the composition's coordinates
             FrameInsets insets;
             qreal radius;
+            QRectF window() const { return box.adjusted(insets.left, insets.top, -insets.right, -insets.bottom); }
         };
         std::vector<Tile> tiles;
         for (const PlacedTile& tile : g.arrangement.tiles) {
@@ -849,7 +855,7 @@ void drawComposition(QPainter* p, const PieceGeometry& g, const QList<Photo>& sh
                 } else {
                     // Film and bare tiles are opaque only where the photo is (film holes show
                     // through); the photo only when it is there and has no alpha.
-                    const QRectF window = t.box.adjusted(t.insets.left, t.insets.top, -t.insets.right, -t.insets.bottom);
+                    const QRectF window = t.window();
                     if (opaquePhoto(*t.photo, window, std::sqrt(std::abs(device.determinant()))))
                         above += Shadow::inside(window.adjusted(t.radius, t.radius, -t.radius, -t.radius), device, 1.0);
                 }
@@ -858,11 +864,10 @@ void drawComposition(QPainter* p, const PieceGeometry& g, const QList<Photo>& sh
         // The photos scaled to their tiles are made on another thread while this one draws.
         QList<ScaledImages::Request> scalings;
         for (const Tile& t : tiles) {
-            const QRectF window = t.box.adjusted(t.insets.left, t.insets.top, -t.insets.right, -t.insets.bottom);
+            const QRectF window = t.window();
             const QTransform device = t.local * toDevice;
             const qreal scale = std::sqrt(std::abs(device.determinant()));
-            const std::optional<QImage> image
-                = ImageCache::shared().image(*t.photo, std::max(window.width(), window.height()) * scale <= thumbnailLimit);
+            const std::optional<QImage> image = tileImage(*t.photo, window, scale);
             if (!image) continue;
             if (const std::optional<ScaledImages::Request> scaling = fillScaling(*image, window, device))
                 scalings.append(*scaling);
@@ -874,7 +879,7 @@ void drawComposition(QPainter* p, const PieceGeometry& g, const QList<Photo>& sh
             clipOut(p, hidden[i]);
             p->setWorldTransform(t.local, true);
             const Photo& photo = *t.photo;
-            const QRectF window = t.box.adjusted(t.insets.left, t.insets.top, -t.insets.right, -t.insets.bottom);
+            const QRectF window = t.window();
             const QRegion covered = opaquePhoto(photo, window, deviceScale(p))
                 ? Shadow::inside(window.adjusted(t.radius, t.radius, -t.radius, -t.radius), p->deviceTransform(), 1.0)
                 : QRegion();
@@ -905,8 +910,7 @@ void drawComposition(QPainter* p, const PieceGeometry& g, const QList<Photo>& sh
         const QTransform device = tilePlace(g, tile) * p->deviceTransform();
         const QRectF r = centred(toQ(tile.frame).size());
         const qreal scale = std::sqrt(std::abs(device.determinant()));
-        const std::optional<QImage> image
-            = ImageCache::shared().image(shown.at(tile.index), std::max(r.width(), r.height()) * scale <= thumbnailLimit);
+        const std::optional<QImage> image = tileImage(shown.at(tile.index), r, scale);
         if (!image || image->isNull()) continue;
         if (const std::optional<ScaledImages::Request> scaling = fillScaling(*image, r, device))
             scalings.append(*scaling);

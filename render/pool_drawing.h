@@ -21,16 +21,14 @@ auto onPoolThread(Work&& work) -> std::invoke_result_t<Work&>
     QThreadPool* pool = QThreadPool::globalInstance();
     if (!pool || pool->contains(QThread::currentThread())) return work();
     using Result = std::invoke_result_t<Work&>;
-    QSemaphore done;
     if constexpr (std::is_void_v<Result>) {
-        if (!pool->tryStart([&] {
-                work();
-                done.release();
-            }))
-            return work();
-        done.acquire();
+        onPoolThread([&] {
+            work();
+            return true;
+        });
     } else {
         Result result{};
+        QSemaphore done;
         if (!pool->tryStart([&] {
                 result = work();
                 done.release();

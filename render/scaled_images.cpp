@@ -93,9 +93,14 @@ QImage ScaledImages::get(const QImage& image, const QRect& source, const QSize& 
     return make(image, source, size, true);
 }
 
+ScaledImages::Key ScaledImages::keyOf(const QImage& image, const QRect& source, const QSize& size)
+{
+    return {image.cacheKey(), source.intersected(image.rect()), size};
+}
+
 QImage ScaledImages::make(const QImage& image, const QRect& source, const QSize& size, bool wait)
 {
-    const Key key{image.cacheKey(), source.intersected(image.rect()), size};
+    const Key key = keyOf(image, source, size);
     {
         QMutexLocker lock(&m_mutex);
         for (;;) {
@@ -122,7 +127,7 @@ void ScaledImages::prefetch(const QList<Request>& requests)
     {
         QMutexLocker lock(&m_mutex);
         for (const Request& r : requests) {
-            const Key key{r.image.cacheKey(), r.source.intersected(r.image.rect()), r.size};
+            const Key key = keyOf(r.image, r.source, r.size);
             if (!m_images.contains(key) && !m_making.count(key)) missing.append(r);
         }
         if (missing.isEmpty()) return;

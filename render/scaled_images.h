@@ -66,6 +66,7 @@ private:
     struct KeyHash {
         size_t operator()(const Key& k) const noexcept;
     };
+    static Key keyOf(const QImage& image, const QRect& source, const QSize& size);
 
     // `wait`: when another thread is making it, wait and take its result, or else leave it.
     QImage make(const QImage& image, const QRect& source, const QSize& size, bool wait);

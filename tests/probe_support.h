@@ -4,7 +4,9 @@
 // read from standard input.
 #include "demo_art.h"
 #include "image_store.h"
+#include "screens.h"
 #include "storage.h"
+#include "studio.h"
 
 #include <QByteArray>
 #include <QGuiApplication>
@@ -33,6 +35,19 @@ inline std::optional<Photo> scenePhoto(QSize size, int palette, std::uint32_t se
     const auto image = DemoArt::scene(size.width(), size.height(), DemoArt::palettes[size_t(palette)], seed);
     if (!image) return std::nullopt;
     return ImageStore::store(*image, QStringLiteral("Probe"), std::nullopt, std::nullopt);
+}
+
+// The studio's one piece, shown: `photo`, 300 points wide, at `at` on the first screen.
+inline Piece showOnePiece(Studio& studio, const Photo& photo, Point at)
+{
+    studio.setAllHidden(false);
+    studio.setPhotos({photo});
+    Piece piece = Piece::make(QStringLiteral("Probe"), {photo.id});
+    piece.width = 300;
+    piece.seed = 3;
+    piece.placements[QtScreens().screens().first().key] = at;
+    studio.setPieces({piece});
+    return piece;
 }
 
 // Paints the root window in `rgb` (hex, as given on the command line); its connection, or null off X11.

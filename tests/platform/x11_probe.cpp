@@ -53,14 +53,8 @@ int main(int argc, char** argv)
     if (!photo) return 5;
 
     Studio studio;
-    studio.setAllHidden(false);
-    studio.setPhotos({*photo});
-    Piece piece = Piece::make(QStringLiteral("Probe"), {photo->id});
-    piece.width = 300;
-    piece.seed = 3;
+    const Piece piece = probe::showOnePiece(studio, *photo, {200, 300});
     const QList<ScreenInfo> screens = QtScreens().screens();
-    piece.placements[screens.first().key] = {200, 300};
-    studio.setPieces({piece});
 
     QtScreens qtScreens;
     DesktopController controller(studio, qtScreens);

@@ -26,14 +26,7 @@ int main(int argc, char** argv)
     if (!photo) return 5;
 
     Studio studio;
-    studio.setAllHidden(false);
-    studio.setPhotos({*photo});
-    Piece piece = Piece::make(QStringLiteral("Probe"), {photo->id});
-    piece.width = 300;
-    piece.seed = 3;
-    const QList<ScreenInfo> screens = QtScreens().screens();
-    piece.placements[screens.first().key] = {300, 250};
-    studio.setPieces({piece});
+    const Piece piece = probe::showOnePiece(studio, *photo, {300, 250});
 
     QtScreens qtScreens;
     DesktopController controller(studio, qtScreens);

@@ -5,12 +5,22 @@
 
 #include <QImage>
 #include <QPainter>
+#include <QTemporaryDir>
 #include <QUuid>
 
 #include <algorithm>
 #include <cstdlib>
 
 namespace velora::testing {
+
+// The test's photos go to `dir`, a library folder of their own; false when it could not be made.
+inline bool useStorage(const QTemporaryDir& dir)
+{
+    if (!dir.isValid()) return false;
+    Storage::setRoot(dir.path());
+    Storage::prepare();
+    return true;
+}
 
 inline bool writeImage(const QString& path, QSize size, QColor colour)
 {

@@ -39,9 +39,7 @@ class TestRender : public QObject {
 private slots:
     void initTestCase()
     {
-        QVERIFY(m_dir.isValid());
-        Storage::setRoot(m_dir.path());
-        Storage::prepare();
+        QVERIFY(useStorage(m_dir));
         m_photos = {solidPhoto(QStringLiteral("A"), {300, 200}, QColor(200, 40, 40), QColor(40, 200, 40), QStringLiteral("Alpha")),
                     solidPhoto(QStringLiteral("B"), {200, 300}, QColor(40, 40, 200), QColor(200, 200, 40)),
                     solidPhoto(QStringLiteral("C"), {240, 240}, QColor(40, 160, 160), QColor(160, 40, 160), QStringLiteral("Gamma"))};

@@ -48,9 +48,7 @@ class TestRenderCaptions : public QObject {
 private slots:
     void initTestCase()
     {
-        QVERIFY(m_dir.isValid());
-        Storage::setRoot(m_dir.path());
-        Storage::prepare();
+        QVERIFY(useStorage(m_dir));
         // Pale photos (ink shows dark on them) in no colour near amber.
         const QColor pale(225, 230, 240);
         for (const auto& [stem, size] : {std::pair{"P", QSize(300, 200)}, {"Q", QSize(200, 300)}, {"R", QSize(240, 240)}})

@@ -68,9 +68,7 @@ class TestRenderSpeedups : public QObject {
 private slots:
     void initTestCase()
     {
-        QVERIFY(m_dir.isValid());
-        Storage::setRoot(m_dir.path());
-        Storage::prepare();
+        QVERIFY(useStorage(m_dir));
     }
 
     void blurMatchesDividingByTheWindow()
