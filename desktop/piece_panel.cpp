@@ -113,11 +113,13 @@ void PiecePanel::setFrame(const Rect& frame)
         stepResize();
         return;
     }
-    endResize();
     m_frame = frame;
     applyGeometry();
+    endResize();
 }
 
+// Called once the last size is applied: the server clears what that growth adds only while the
+// clear is on.
 void PiecePanel::endResize()
 {
     if (!m_resizing) return;
@@ -125,19 +127,23 @@ void PiecePanel::endResize()
     Platform::setClearOnGrow(windowHandle(), false);
 }
 
+void PiecePanel::finishResize()
+{
+    if (!m_resizing) return;
+    m_frame = m_resizeTo;
+    applyGeometry();
+    endResize();
+}
+
 void PiecePanel::stepResize()
 {
     if (!m_resizing) return;
     const qreal t = m_content->crossfadeProgress();
-    if (t >= 1.0) {
-        endResize();
-        m_frame = m_resizeTo;
-    } else {
-        const qreal e = Crossfade::eased(t);
-        const auto mix = [e](double a, double b) { return a + (b - a) * e; };
-        m_frame = {mix(m_resizeFrom.x, m_resizeTo.x), mix(m_resizeFrom.y, m_resizeTo.y),
-                   mix(m_resizeFrom.width, m_resizeTo.width), mix(m_resizeFrom.height, m_resizeTo.height)};
-    }
+    if (t >= 1.0) return finishResize();
+    const qreal e = Crossfade::eased(t);
+    const auto mix = [e](double a, double b) { return a + (b - a) * e; };
+    m_frame = {mix(m_resizeFrom.x, m_resizeTo.x), mix(m_resizeFrom.y, m_resizeTo.y),
+               mix(m_resizeFrom.width, m_resizeTo.width), mix(m_resizeFrom.height, m_resizeTo.height)};
     applyGeometry();
 }
 
@@ -246,11 +252,7 @@ void PiecePanel::mousePressEvent(QMouseEvent* event)
             m_glide.stop();
             moveOrigin(m_glideTarget);
         }
-        if (m_resizing) {
-            endResize();
-            m_frame = m_resizeTo;
-            applyGeometry();
-        }
+        finishResize();
         m_dragging = true;
         m_moved = false;
         m_dragStartMouse = event->globalPosition();

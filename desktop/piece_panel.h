@@ -68,6 +68,7 @@ private:
     void finishDrag();
     void stepResize();
     void endResize();
+    void finishResize();
     void moveOrigin(const Point& origin);
     void applyGeometry();
     void updateShape();

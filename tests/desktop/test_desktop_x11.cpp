@@ -13,6 +13,7 @@
 
 namespace {
 
+using velora::testing::patience;
 using velora::testing::Reply;
 constexpr uint32_t rootColour = 0x3C8D5A;
 
@@ -84,7 +85,7 @@ private slots:
             m_compositor.setProcessEnvironment(m_x.env);
             m_compositor.start(xcompmgr, {});
             QVERIFY(m_compositor.waitForStarted(5000));
-            QTRY_VERIFY_WITH_TIMEOUT(compositing(), 5000);
+            QTRY_VERIFY_WITH_TIMEOUT(compositing(), patience);
         }
 
         m_probe.setProcessEnvironment(m_x.env);
@@ -107,7 +108,7 @@ private slots:
         // is stored.
         forget();
         xrandr({"--output", "DUMMY0", "--mode", "1280x800"});
-        QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(m_windows[0]).topLeft(), QPoint(200, 800 - 300 - first.height()), 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(m_windows[0]).topLeft(), QPoint(200, 800 - 300 - first.height()), patience);
         QTest::qWait(300);
         QVERIFY2(!m_output.contains("PLACED"), qPrintable(m_output));
 
@@ -118,8 +119,8 @@ private slots:
                      "mousemove", "--sync", QString::number(grab.x() + 15), QString::number(grab.y() + 10),
                      "mousemove", "--sync", QString::number(grab.x() + 30), QString::number(grab.y() + 20),
                      "mouseup", "1"});
-        QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(m_windows[0]).topLeft(), before.topLeft() + QPoint(30, 20), 5000);
-        QCOMPARE(waitForLine("PLACED 0", 5000), QStringLiteral("PLACED 0 230 280"));
+        QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(m_windows[0]).topLeft(), before.topLeft() + QPoint(30, 20), patience);
+        QCOMPARE(waitForLine("PLACED 0", patience), QStringLiteral("PLACED 0 230 280"));
     }
 
     void twoDisplaysChangingUnderThePieces()
@@ -127,16 +128,16 @@ private slots:
         // Two monitors of 1440 × 900: y-up (200, 300) on the left one, (100, 200) on the right.
         monitors({1440, 900}, {1440, 900});
         const QSize size0 = rootGeometry(m_windows[0]).size(), size1 = rootGeometry(m_windows[1]).size();
-        QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(m_windows[0]).topLeft(), QPoint(200, 900 - 300 - size0.height()), 5000);
-        QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(m_windows[1]).topLeft(), QPoint(1440 + 100, 900 - 200 - size1.height()), 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(m_windows[0]).topLeft(), QPoint(200, 900 - 300 - size0.height()), patience);
+        QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(m_windows[1]).topLeft(), QPoint(1440 + 100, 900 - 200 - size1.height()), patience);
         // The left one becomes 1280 × 800 and the right one follows it to the left.
         forget();
         monitors({1280, 800}, {1440, 900});
-        QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(m_windows[0]).topLeft(), QPoint(200, 800 - 300 - size0.height()), 5000);
-        QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(m_windows[1]).topLeft(), QPoint(1280 + 100, 900 - 200 - size1.height()), 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(m_windows[0]).topLeft(), QPoint(200, 800 - 300 - size0.height()), patience);
+        QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(m_windows[1]).topLeft(), QPoint(1280 + 100, 900 - 200 - size1.height()), patience);
         // The right one shrinks to 1280 × 800: its bottom, and the piece with it, comes up by 100.
         monitors({1280, 800}, {1280, 800});
-        QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(m_windows[1]).topLeft(), QPoint(1280 + 100, 800 - 200 - size1.height()), 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(m_windows[1]).topLeft(), QPoint(1280 + 100, 800 - 200 - size1.height()), patience);
         QTest::qWait(300);
         QVERIFY2(!m_output.contains("PLACED"), qPrintable(m_output));
         save(velora::testing::screenshot(m_x.c), "x11-displays.png");
@@ -153,8 +154,8 @@ private slots:
                                   << at(grab + QPoint(40, 0)) << "mousedown" << "3" << "mouseup" << "3"
                                   << at(grab + QPoint(140, 90)) << at(grab + QPoint(160, 100)) << "mouseup" << "1");
         // The piece stayed where the right click found it, and was stored once.
-        QCOMPARE(waitForLine("PLACED 0", 5000), QStringLiteral("PLACED 0 240 300"));
-        QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(m_windows[0]).topLeft(), before.topLeft() + QPoint(40, 0), 5000);
+        QCOMPARE(waitForLine("PLACED 0", patience), QStringLiteral("PLACED 0 240 300"));
+        QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(m_windows[0]).topLeft(), before.topLeft() + QPoint(40, 0), patience);
         QTest::qWait(400);
         QCOMPARE(rootGeometry(m_windows[0]).topLeft(), before.topLeft() + QPoint(40, 0));
         QCOMPARE(m_output.count("PLACED 0 240 300"), 1);
@@ -170,10 +171,10 @@ private slots:
         m_x.xdotool(QStringList{} << at(grab2) << "mousedown" << "1" << at(grab2 + QPoint(0, 20))
                                   << at(grab2 + QPoint(0, 40)));
         // The keyboard is grabbed when the drag starts: a busy machine may see the key first.
-        QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(m_windows[0]).topLeft(), before.topLeft() + QPoint(40, 40), 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(m_windows[0]).topLeft(), before.topLeft() + QPoint(40, 40), patience);
         m_x.xdotool(QStringList{} << "key" << "Escape" << at(grab2 + QPoint(90, 90)) << "mouseup" << "1");
-        QCOMPARE(waitForLine("PLACED 0", 5000), QStringLiteral("PLACED 0 240 260"));
-        QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(m_windows[0]).topLeft(), before.topLeft() + QPoint(40, 40), 5000);
+        QCOMPARE(waitForLine("PLACED 0", patience), QStringLiteral("PLACED 0 240 260"));
+        QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(m_windows[0]).topLeft(), before.topLeft() + QPoint(40, 40), patience);
     }
 
     void aSlideshowStepBetweenShapesUnderACompositor()
@@ -186,11 +187,13 @@ private slots:
         // its top edge still, and no frame has anything drawn up to the window's edge.
         QList<QImage> frames;
         QSet<int> heights;
-        QElapsedTimer clock;
+        // Until the window has grown and kept still for half a second.
+        QElapsedTimer clock, still;
         clock.start();
+        still.start();
         QRect last = wide;
         int cutFrames = 0;
-        while (clock.elapsed() < 2200) {
+        while (clock.elapsed() < patience && !(last.height() > wide.height() * 1.4 && still.elapsed() > 500)) {
             const QRect g = rootGeometry(w);
             const QImage shot = velora::testing::screenshot(m_x.c);
             if (g.isValid() && !shot.isNull()) {
@@ -209,6 +212,7 @@ private slots:
                 if (differing > 2 && ++cutFrames <= 3)
                     save(shot.copy(g.adjusted(-10, -10, 10, 10)), QStringLiteral("x11-slideshow-cut-%1.png").arg(cutFrames));
                 if (frames.size() < 40) frames << shot.copy(g.adjusted(-10, -10, 10, 10));
+                if (g != last) still.restart();
                 last = g;
             }
             QTest::qWait(30);
