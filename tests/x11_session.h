@@ -23,6 +23,10 @@
 
 namespace velora::testing {
 
+// How long a test waits for the X server, the window manager or a program it started to get
+// somewhere: a loaded machine stalls them for seconds, and a wait ends once its condition holds.
+constexpr int patience = 20000;
+
 struct FreeDeleter {
     void operator()(void* p) const { std::free(p); }
 };

@@ -126,7 +126,7 @@ private slots:
         QCOMPARE(panel->frame(), going);
         QCOMPARE(changed.count(), 2);
 
-        QTRY_VERIFY_WITH_TIMEOUT(!panel->isGliding(), 2000);
+        QTRY_VERIFY_WITH_TIMEOUT(!panel->isGliding(), 10000);
         QCoreApplication::processEvents();
         QCOMPARE(panel->geometry(), rig.screens.space().windowRect(panel->frame()));
         QCOMPARE(panel->geometry().x(), int(std::lround(16 - m)));
@@ -178,7 +178,7 @@ private slots:
         mouse(panel, QTest::MouseRelease, to, Qt::LeftButton);
         mouse(panel, QTest::MouseMove, to + QPoint(40, 40));
         QCOMPARE(changed.count(), 2);
-        QTRY_VERIFY_WITH_TIMEOUT(!panel->isGliding(), 2000);
+        QTRY_VERIFY_WITH_TIMEOUT(!panel->isGliding(), 10000);
         QCOMPARE(panel->geometry(), rig.screens.space().windowRect(panel->frame()));
     }
 
@@ -224,7 +224,7 @@ private slots:
 
         // Halfway the window is between both sizes, its top and left edges still, and nothing
         // is drawn up to its edges: neither rendering is cut off.
-        QTRY_VERIFY_WITH_TIMEOUT(panel->content()->crossfadeProgress() >= 0.5, 3000);
+        QTRY_VERIFY_WITH_TIMEOUT(panel->content()->crossfadeProgress() >= 0.5, 10000);
         const QRect mid = panel->geometry();
         QCOMPARE(mid.topLeft(), before.topLeft());
         QVERIFY2(mid.height() > before.height() + 20 && mid.height() < int(tall.height) - 20,
@@ -237,7 +237,7 @@ private slots:
             for (int x : {0, shot.width() - 1}) edgeInk = std::max(edgeInk, qAlpha(shot.pixel(x, y)));
         QVERIFY2(edgeInk < 40, qPrintable(QString::number(edgeInk)));
 
-        QTRY_VERIFY_WITH_TIMEOUT(!panel->isResizing(), 3000);
+        QTRY_VERIFY_WITH_TIMEOUT(!panel->isResizing(), 10000);
         QCOMPARE(panel->geometry(), rig.screens.space().windowRect(tall));
         QCOMPARE(rig.controller.panel(p.id), panel); // the same window all along
     }
@@ -254,7 +254,7 @@ private slots:
         QCOMPARE(s.displayID, std::optional<QString>("LEFT"));
         QCOMPARE(s.placements.value("LEFT"), (Point{300 - 1000 + 1440, 300}));
         QCOMPARE(s.placements.value("MAIN"), (Point{300, 300}));
-        QTRY_VERIFY_WITH_TIMEOUT(!panel->isGliding(), 2000);
+        QTRY_VERIFY_WITH_TIMEOUT(!panel->isGliding(), 10000);
         QCoreApplication::processEvents();
         QCOMPARE(panel->geometry().x(), 300 - 1000);
     }

@@ -24,6 +24,7 @@ namespace {
 constexpr uint32_t rootColour = 0x3C8D5A;
 const QColor rootQColor(0x3C, 0x8D, 0x5A);
 
+using velora::testing::patience;
 using velora::testing::Reply;
 
 bool near(QRgb a, QColor b, int tolerance = 6)
@@ -114,7 +115,7 @@ private:
         const auto before = mappedPopups();
         // No --sync: xdotool can wait for ever to reach where the pointer already is.
         m_x.xdotool({"mousemove", QString::number(at.x()), QString::number(at.y()), "mousedown", "3"});
-        const QString menuLine = waitForLine("MENU", 5000);
+        const QString menuLine = waitForLine("MENU", patience);
         QVERIFY2(!menuLine.isEmpty(), qPrintable("the piece's menu did not open: " + m_probeOutput));
         const auto menu = xcb_window_t(menuLine.section(' ', 1).toULongLong());
         QTest::qWait(400); // time for a window manager's menu to come up too
@@ -122,7 +123,7 @@ private:
             QVERIFY2(w == menu || std::find(before.begin(), before.end(), w) != before.end(),
                      qPrintable(QStringLiteral("another popup: 0x%1").arg(w, 0, 16)));
         m_x.xdotool({"mouseup", "3", "key", "Escape"});
-        QTRY_VERIFY_WITH_TIMEOUT(!viewable(menu), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(!viewable(menu), patience);
     }
 
     // The first of the states that keep a piece below, out of taskbars and pagers that `w` lacks.
@@ -205,23 +206,23 @@ private slots:
 
         // On another workspace the piece stays and the ordinary window goes.
         rootMessage("_NET_CURRENT_DESKTOP", {1, 0, 0, 0, 0});
-        QTRY_VERIFY_WITH_TIMEOUT(!viewable(normal), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(!viewable(normal), patience);
         QVERIFY(viewable(panel));
         rootMessage("_NET_CURRENT_DESKTOP", {0, 0, 0, 0, 0});
-        QTRY_VERIFY_WITH_TIMEOUT(viewable(normal), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(viewable(normal), patience);
 
         // A drag with the real pointer: the panel follows and its new place is stored.
         if (QStandardPaths::findExecutable("xdotool").isEmpty()) QSKIP("xdotool is not installed; the drag is not tried");
         const QPoint grab = pg.topLeft() + QPoint(m + 30, m + 30);
         const QPoint by(-60, 50);
         drag(grab, {grab + by / 2, grab + by});
-        QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(panel).topLeft(), pg.topLeft() + by, 5000);
-        QCOMPARE(waitForLine("PLACED", 5000), QStringLiteral("PLACED %1 %2").arg(200 + by.x()).arg(300 - by.y()));
+        QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(panel).topLeft(), pg.topLeft() + by, patience);
+        QCOMPARE(waitForLine("PLACED", patience), QStringLiteral("PLACED %1 %2").arg(200 + by.x()).arg(300 - by.y()));
         screenshot().save(QDir(QCoreApplication::applicationDirPath()).filePath("x11-desktop-dragged.png"));
 
         // Locked, the piece lets the pointer through: the same drag moves nothing.
         m_probe.write("lock\n");
-        QCOMPARE(waitForLine("LOCKED", 5000), QStringLiteral("LOCKED 1"));
+        QCOMPARE(waitForLine("LOCKED", patience), QStringLiteral("LOCKED 1"));
         const QRect lockedAt = rootGeometry(panel);
         const QPoint grab2 = lockedAt.topLeft() + QPoint(m + 45, m + 40); // not where the pointer is
         drag(grab2, {grab2 + QPoint(80, 60)});
@@ -236,18 +237,18 @@ private slots:
     void aPieceStaysWhenTheDesktopIsShown()
     {
         if (QStandardPaths::findExecutable("xdotool").isEmpty()) QSKIP("xdotool is not installed");
-        const QStringList f = waitForLine("READY", 5000).split(' ');
+        const QStringList f = waitForLine("READY", patience).split(' ');
         QCOMPARE(f.size(), 6);
         const auto panel = xcb_window_t(f[1].toULongLong()), normal = xcb_window_t(f[2].toULongLong());
         const int m = int(f[3].toDouble());
         m_probeOutput.clear();
         m_probe.write("lock\n"); // unlocked again after the first test
-        QCOMPARE(waitForLine("LOCKED", 5000), QStringLiteral("LOCKED 0"));
+        QCOMPARE(waitForLine("LOCKED", patience), QStringLiteral("LOCKED 0"));
         m_probe.write("icons\n");
-        const QStringList i = waitForLine("ICONS", 5000).split(' ');
+        const QStringList i = waitForLine("ICONS", patience).split(' ');
         QCOMPARE(i.size(), 4);
         const auto icons = xcb_window_t(i[1].toULongLong()), dock = xcb_window_t(i[2].toULongLong());
-        QTRY_VERIFY_WITH_TIMEOUT(viewable(icons) && viewable(dock), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(viewable(icons) && viewable(dock), patience);
         const QRect pg = rootGeometry(panel), ng = rootGeometry(normal);
         const QPoint overlap = (pg & ng).center();
         QVERIFY(!(pg & ng).isEmpty());
@@ -255,7 +256,7 @@ private slots:
         QVERIFY(!ng.contains(free));
 
         rootMessage("_NET_SHOWING_DESKTOP", {1, 0, 0, 0, 0});
-        QTRY_VERIFY_WITH_TIMEOUT(showingDesktop() && !viewable(normal) && viewable(panel), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(showingDesktop() && !viewable(normal) && viewable(panel), patience);
         QTest::qWait(500);
         QVERIFY2(viewable(panel) && showingDesktop(), "the piece came back without ending the shown desktop");
         QCOMPARE(rootGeometry(panel), pg);
@@ -274,32 +275,32 @@ private slots:
         // A click on the desktop raises the icon window (openbox does); the piece goes over it again.
         m_x.xdotool({"mousemove", "900", "700", "click", "1"});
         QTest::qWait(300);
-        QTRY_VERIFY_WITH_TIMEOUT(near(screenshot().pixel(matAt), QColor(251, 251, 251), 8), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(near(screenshot().pixel(matAt), QColor(251, 251, 251), 8), patience);
         QVERIFY(showingDesktop());
         rootMessage("_NET_CURRENT_DESKTOP", {1, 0, 0, 0, 0});
-        QTRY_COMPARE_WITH_TIMEOUT(property(m_root, "_NET_CURRENT_DESKTOP"), std::vector<uint32_t>{1}, 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(property(m_root, "_NET_CURRENT_DESKTOP"), std::vector<uint32_t>{1}, patience);
         QTest::qWait(200);
         QVERIFY(viewable(panel) && showingDesktop());
         rootMessage("_NET_CURRENT_DESKTOP", {0, 0, 0, 0, 0});
-        QTRY_COMPARE_WITH_TIMEOUT(property(m_root, "_NET_CURRENT_DESKTOP"), std::vector<uint32_t>{0}, 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(property(m_root, "_NET_CURRENT_DESKTOP"), std::vector<uint32_t>{0}, patience);
 
         rightClickOpensOnlyOurMenu(free);
         m_probeOutput.clear();
         const QPoint twice = free + QPoint(8, 8);
         m_x.xdotool({"mousemove", QString::number(twice.x()), QString::number(twice.y()), "click", "--repeat", "2",
                      "--delay", "60", "1"});
-        QVERIFY2(!waitForLine("EDITOR", 5000).isEmpty(), "a double click opens the editor");
+        QVERIFY2(!waitForLine("EDITOR", patience).isEmpty(), "a double click opens the editor");
         const QPoint by(40, 30);
         drag(free, {free + by / 2, free + by});
-        QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(panel).topLeft(), pg.topLeft() + by, 5000);
-        QVERIFY(!waitForLine("PLACED", 5000).isEmpty());
+        QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(panel).topLeft(), pg.topLeft() + by, patience);
+        QVERIFY(!waitForLine("PLACED", patience).isEmpty());
         QVERIFY(showingDesktop());
         QVERIFY(m_x.activeWindow() != panel);
 
         rootMessage("_NET_SHOWING_DESKTOP", {0, 0, 0, 0, 0});
+        QTRY_VERIFY_WITH_TIMEOUT(!showingDesktop() && viewable(normal) && viewable(panel), patience);
         // Withdrawn, it lost the window manager's states; they are back with it.
-        QTRY_VERIFY_WITH_TIMEOUT(!showingDesktop() && viewable(normal) && viewable(panel) && !missingState(panel),
-                                 5000);
+        QTRY_VERIFY2_WITH_TIMEOUT(!missingState(panel), missingState(panel), patience);
         QTest::qWait(300);
         const auto stacking = property(m_root, "_NET_CLIENT_LIST_STACKING");
         const auto pi = std::find(stacking.begin(), stacking.end(), panel);
@@ -320,11 +321,11 @@ private slots:
         constexpr uint32_t iconic = 3;
         rootMessage("WM_CHANGE_STATE", {iconic, 0, 0, 0, 0}, normal);
         rootMessage("WM_CHANGE_STATE", {iconic, 0, 0, 0, 0}, panel);
-        QTRY_VERIFY_WITH_TIMEOUT(!viewable(normal) && viewable(panel) && !isClient(panel), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(!viewable(normal) && viewable(panel) && !isClient(panel), patience);
         constexpr uint32_t fromPager = 2;
         rootMessage("_NET_ACTIVE_WINDOW", {fromPager, 0, 0, 0, 0}, normal);
-        QTRY_VERIFY_WITH_TIMEOUT(viewable(normal) && viewable(panel) && isClient(panel), 5000);
-        QTRY_VERIFY_WITH_TIMEOUT(near(screenshot().pixel(stillOverlap), QColor(0x20, 0x40, 0xC0), 0), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(viewable(normal) && viewable(panel) && isClient(panel), patience);
+        QTRY_VERIFY_WITH_TIMEOUT(near(screenshot().pixel(stillOverlap), QColor(0x20, 0x40, 0xC0), 0), patience);
     }
 
     void cleanupTestCase()

@@ -18,6 +18,7 @@
 
 namespace {
 
+using velora::testing::patience;
 using velora::testing::Reply;
 
 constexpr uint32_t rootColour = 0x3C8D5A;
@@ -44,7 +45,7 @@ class TestX11Shapes : public QObject {
     double m_margin = 0;
     bool m_blendsAtStart = false;
 
-    QString waitForLine(const QString& prefix, int ms = 10000)
+    QString waitForLine(const QString& prefix, int ms = patience)
     {
         return velora::testing::waitForLine(m_probe, m_probeOutput, prefix, ms);
     }
@@ -89,7 +90,7 @@ class TestX11Shapes : public QObject {
         m_margin = ready[2].toDouble();
         m_blendsAtStart = ready[3] == QStringLiteral("1");
         // Placed and mapped: the frame centred in the window.
-        QTRY_VERIFY_WITH_TIMEOUT(centred(), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(centred(), patience);
     }
 
     bool centred()
@@ -329,7 +330,7 @@ private slots:
                          "mousemove", QString::number(from.x() + by.x() / 2), QString::number(from.y() + by.y() / 2),
                          "sleep", "0.1", "mousemove", QString::number(from.x() + by.x()), QString::number(from.y() + by.y()),
                          "sleep", "0.1", "mouseup", "1"});
-            QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(m_panel).center(), from + by, 5000);
+            QTRY_COMPARE_WITH_TIMEOUT(rootGeometry(m_panel).center(), from + by, patience);
             QTest::qWait(500);
             const QImage moved = grab(by.x() > 0 ? "wallpaper-dragged" : "wallpaper-dragged-back");
             const Margin there = margin(moved, shape(m_panel, XCB_SHAPE_SK_INPUT));
@@ -348,8 +349,8 @@ private slots:
         m_compositor.start(QStandardPaths::findExecutable("xcompmgr"), {});
         QVERIFY(m_compositor.waitForStarted(5000));
         QVERIFY(waitFor("BLENDS 1"));
-        QTRY_VERIFY_WITH_TIMEOUT(!boundingShaped(m_panel), 5000);
-        QTRY_VERIFY_WITH_TIMEOUT(magentaBesideFrame(velora::testing::screenshot(m_x.c), frame) > 10, 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(!boundingShaped(m_panel), patience);
+        QTRY_VERIFY_WITH_TIMEOUT(magentaBesideFrame(velora::testing::screenshot(m_x.c), frame) > 10, patience);
         QImage shot = grab("composited");
         QCOMPARE(margin(shot, frame).black, 0);
         QCOMPARE(shape(m_panel, XCB_SHAPE_SK_INPUT), frame); // still only the frame takes the pointer
@@ -357,7 +358,7 @@ private slots:
         // Stopped: opaque over the wallpaper again at once, no black box.
         velora::testing::stopProgram(m_compositor);
         QVERIFY(waitFor("BLENDS 0"));
-        QTRY_VERIFY_WITH_TIMEOUT(boundingShaped(m_panel), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(boundingShaped(m_panel), patience);
         QTest::qWait(400);
         shot = grab("compositor-stopped");
         QCOMPARE(margin(shot, frame).black, 0);
@@ -369,8 +370,8 @@ private slots:
         // And blended again when one starts.
         m_compositor.start(QStandardPaths::findExecutable("xcompmgr"), {});
         QVERIFY(waitFor("BLENDS 1"));
-        QTRY_VERIFY_WITH_TIMEOUT(!boundingShaped(m_panel), 5000);
-        QTRY_VERIFY_WITH_TIMEOUT(magentaBesideFrame(velora::testing::screenshot(m_x.c), frame) > 10, 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(!boundingShaped(m_panel), patience);
+        QTRY_VERIFY_WITH_TIMEOUT(magentaBesideFrame(velora::testing::screenshot(m_x.c), frame) > 10, patience);
         grab("composited-again");
     }
 

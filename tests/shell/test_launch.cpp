@@ -60,12 +60,12 @@ private slots:
         launch({writePhoto("beach.jpg", QColor(40, 120, 200))}, &first);
         QVERIFY(first.waitForStarted(5000));
         QTRY_COMPARE_WITH_TIMEOUT(x.windowsNamed("Velora piece").size(), 1, 20000);
-        QTRY_COMPARE_WITH_TIMEOUT(x.windowsNamed("Velora").size(), 1, 10000);
+        QTRY_COMPARE_WITH_TIMEOUT(x.windowsNamed("Velora").size(), 1, patience);
         const xcb_window_t manager = x.windowsNamed("Velora").front();
 
         // Closing the window keeps the process and its pieces.
         x.xdotool({"windowactivate", "--sync", QString::number(manager), "key", "alt+F4"});
-        QTRY_VERIFY_WITH_TIMEOUT(!x.viewable(manager), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(!x.viewable(manager), patience);
         QTest::qWait(300);
         QCOMPARE(first.state(), QProcess::Running);
         QCOMPARE(x.windowsNamed("Velora piece").size(), 1);
@@ -76,8 +76,8 @@ private slots:
         QCOMPARE(second->exitStatus(), QProcess::NormalExit);
         QCOMPARE(second->exitCode(), 0);
         // Closed, the window gave up its native window; shown again it has a new one.
-        QTRY_COMPARE_WITH_TIMEOUT(x.windowsNamed("Velora").size(), 1, 5000);
-        QTRY_COMPARE_WITH_TIMEOUT(x.activeWindow(), x.windowsNamed("Velora").front(), 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(x.windowsNamed("Velora").size(), 1, patience);
+        QTRY_COMPARE_WITH_TIMEOUT(x.activeWindow(), x.windowsNamed("Velora").front(), patience);
 
         // A third with photos: the running copy makes the piece; still one set of windows.
         QProcess* third = launch({writePhoto("hills.jpg", QColor(60, 160, 90)), writePhoto("dusk.jpg", QColor(200, 90, 60))});
@@ -85,7 +85,7 @@ private slots:
         QCOMPARE(third->exitCode(), 0);
         QTRY_COMPARE_WITH_TIMEOUT(x.windowsNamed("Velora piece").size(), 2, 20000);
         QCOMPARE(first.state(), QProcess::Running);
-        QTRY_COMPARE_WITH_TIMEOUT(storedPieces(), 2, 5000); // saved after the usual pause
+        QTRY_COMPARE_WITH_TIMEOUT(storedPieces(), 2, patience); // saved after the usual pause
     }
 
     void aCrashLeavesNothingInTheWay()
@@ -93,7 +93,7 @@ private slots:
         QCOMPARE(first.state(), QProcess::Running);
         ::kill(pid_t(first.processId()), SIGKILL);
         QVERIFY(first.waitForFinished(5000));
-        QTRY_COMPARE_WITH_TIMEOUT(x.windowsNamed("Velora piece").size(), 0, 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(x.windowsNamed("Velora piece").size(), 0, patience);
 
         // The socket left behind does not stop the next start, which finds both pieces.
         launch({}, &first);

@@ -11,6 +11,7 @@
 #include <QDir>
 #include <QScopeGuard>
 
+using velora::testing::patience;
 using velora::testing::stopProgram;
 using velora::testing::waitForLine;
 
@@ -151,25 +152,25 @@ private slots:
 
         // No tray yet: no icon, and none made that a late host could not reach.
         QTest::qWait(800);
-        QCOMPARE(waitForLine(probe, said, "SHOWN", 2000), QStringLiteral("SHOWN 0"));
+        QCOMPARE(waitForLine(probe, said, "SHOWN", patience), QStringLiteral("SHOWN 0"));
         QCOMPARE(markPixels(), 0);
 
         QVERIFY2(startHost(kind, host, helper), qPrintable(program + " did not start"));
         QVERIFY2(!waitForLine(probe, said, "SHOWN 1", 20000).isEmpty(), "the tray icon was made once the host ran");
-        QTRY_VERIFY2_WITH_TIMEOUT(markPixels() > 40, "the icon shows in the tray", 10000);
+        QTRY_VERIFY2_WITH_TIMEOUT(markPixels() > 40, "the icon shows in the tray", patience);
         if (kind == u"sni-only") QVERIFY2(!registeredItems().isEmpty(), "the icon is registered with the StatusNotifier watcher");
         screenshot().save(QDir(QCoreApplication::applicationDirPath()).filePath("tray-" + kind + ".png"));
 
         // The settings toggle takes the icon away at once, and brings it back.
         said.clear();
         probe.write("off\n");
-        QCOMPARE(waitForLine(probe, said, "SETTING", 5000), QStringLiteral("SETTING 0"));
-        QTRY_COMPARE_WITH_TIMEOUT(markPixels(), 0, 5000);
-        if (kind == u"sni-only") QTRY_VERIFY_WITH_TIMEOUT(registeredItems().isEmpty(), 5000);
+        QCOMPARE(waitForLine(probe, said, "SETTING", patience), QStringLiteral("SETTING 0"));
+        QTRY_COMPARE_WITH_TIMEOUT(markPixels(), 0, patience);
+        if (kind == u"sni-only") QTRY_VERIFY_WITH_TIMEOUT(registeredItems().isEmpty(), patience);
         said.clear();
         probe.write("on\n");
-        QCOMPARE(waitForLine(probe, said, "SETTING", 5000), QStringLiteral("SETTING 1"));
-        QTRY_VERIFY2_WITH_TIMEOUT(markPixels() > 40, "the icon is back", 10000);
+        QCOMPARE(waitForLine(probe, said, "SETTING", patience), QStringLiteral("SETTING 1"));
+        QTRY_VERIFY2_WITH_TIMEOUT(markPixels() > 40, "the icon is back", patience);
         if (kind == u"sni-only") QVERIFY(!registeredItems().isEmpty());
     }
 
