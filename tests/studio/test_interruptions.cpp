@@ -15,6 +15,8 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 
+#include <limits>
+
 #include <sys/stat.h>
 
 using namespace velora;
@@ -65,16 +67,19 @@ private slots:
         QSet<QUuid> checked;
         int finishedOnItsOwn = 0;
         qsizetype adopted = 0; // copies whose record the kill prevented, found again
-        qint64 window = 0; // how long an import runs after it started, from the first one
+        // How long an import runs after it started: the quickest of the first three, as the
+        // first after a build is slowed by cold caches.
+        constexpr int timed = 3;
+        qint64 window = std::numeric_limits<qint64>::max();
         for (int k = 0; k < 200; ++k) {
             const QString source = photoFolder(at(QString("crash/src/%1").arg(k)), 4, smallJpeg);
             ChildProcess child({"import", root, source});
-            if (k == 0) {
+            if (k < timed) {
                 QVERIFY(!child.readUntil("started", 10000).isEmpty());
                 QElapsedTimer t;
                 t.start();
                 QCOMPARE(child.wait(10000).exitCode, 0);
-                window = std::max<qint64>(t.elapsed(), 5);
+                window = std::max<qint64>(std::min(window, t.elapsed()), 5);
             } else if (k % 4 == 0) {
                 // During start-up and recovery.
                 ::usleep(QRandomGenerator::global()->bounded(40'000));
@@ -86,7 +91,7 @@ private slots:
             }
             const ChildProcess::Result r = child.wait(10000);
             QVERIFY(r.finished);
-            if (r.signal == 0) ++finishedOnItsOwn;
+            if (r.signal == 0 && k >= timed) ++finishedOnItsOwn;
 
             Storage::setRoot(root);
             QList<Photo> onDisk;
@@ -158,7 +163,11 @@ private slots:
         const QString reason = "library.json is a folder, not a file.";
         QSignalSpy errors(&studio, &Studio::saveErrorChanged);
         bool finished = false;
-        studio.importURLs({photoFolder(at("save/src"), 2, smallJpeg)}, [&](const QList<Photo>&) { finished = true; });
+        QElapsedTimer sinceFailure;
+        studio.importURLs({photoFolder(at("save/src"), 2, smallJpeg)}, [&](const QList<Photo>&) {
+            finished = true;
+            sinceFailure.start();
+        });
         QVERIFY(QTest::qWaitFor([&] { return finished; }, 30000));
         QCOMPARE(studio.importMessage(), std::optional<QString>("Added 2 photos, but couldn\u2019t save your library: " + reason));
         QCOMPARE(studio.saveError(), std::optional<QString>("Couldn\u2019t save your library: " + reason));
@@ -169,7 +178,7 @@ private slots:
         // The obstacle goes; within the first pause (1 s) the retry saves everything.
         QVERIFY(QDir(library).removeRecursively());
         QTest::qWait(500);
-        QVERIFY(studio.saveError()); // not before the pause is over
+        if (sinceFailure.elapsed() < 900) QVERIFY(studio.saveError()); // not before the pause is over
         QVERIFY(QTest::qWaitFor([&] { return !studio.saveError(); }, 3000));
         QCOMPARE(errors.size(), 2);
         QList<Photo> saved;
