@@ -109,7 +109,6 @@ void PiecePanel::setFrame(const Rect& frame)
         m_resizeFrom = m_frame;
         m_resizeTo = frame;
         m_resizing = true;
-        Platform::setClearOnGrow(windowHandle(), true);
         stepResize();
         return;
     }
@@ -118,14 +117,7 @@ void PiecePanel::setFrame(const Rect& frame)
     endResize();
 }
 
-// Called once the last size is applied: the server clears what that growth adds only while the
-// clear is on.
-void PiecePanel::endResize()
-{
-    if (!m_resizing) return;
-    m_resizing = false;
-    Platform::setClearOnGrow(windowHandle(), false);
-}
+void PiecePanel::endResize() { m_resizing = false; }
 
 void PiecePanel::finishResize()
 {
@@ -204,6 +196,10 @@ void PiecePanel::updateShape()
 
 void PiecePanel::followBlending(bool blends)
 {
+    // The window manager applies each size of a step later, so the clear stays on for as long as
+    // the desktop blends (resizing steps happen only then); drawn opaque, a flash of black would
+    // be worse than the server's copy of the screen.
+    Platform::setClearOnGrow(windowHandle(), blends);
     if (m_shaped == !blends) return;
     m_shaped = !blends;
     m_sampledAt = QRect();

@@ -39,8 +39,8 @@ QByteArray takeActivationToken();
 // the events seen: a drag whose release went elsewhere must still end.
 bool primaryButtonDown();
 
-// While a window grows step by step under a compositor, the area each step adds shows fully
-// transparent until the window draws it, rather than a copy of what was on screen there.
+// Under a compositor: the area a growing window adds shows fully transparent until the window
+// draws it, rather than whatever the server has there (a window manager's frame, stale pixels).
 void setClearOnGrow(QWindow* window, bool on);
 
 } // namespace velora::Platform

@@ -9,6 +9,7 @@
 #include <QImage>
 #include <QProcess>
 #include <QProcessEnvironment>
+#include <QRect>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
@@ -53,16 +54,20 @@ inline QString startXvfb(QProcess& xvfb, const QString& program, QSize size)
     return displayOf(xvfb);
 }
 
-// The top `rows` of the root window (all of it when 0), or a null image.
-inline QImage screenshot(xcb_connection_t* c, int rows = 0)
+// The part `area` of the root window (all of it when empty), or a null image.
+inline QImage screenshot(xcb_connection_t* c, QRect area = {})
 {
     const xcb_screen_t* s = xcb_setup_roots_iterator(xcb_get_setup(c)).data;
-    const int height = rows > 0 ? std::min<int>(rows, s->height_in_pixels) : s->height_in_pixels;
+    const QRect screen(0, 0, s->width_in_pixels, s->height_in_pixels);
+    const QRect r = area.isEmpty() ? screen : area & screen;
+    if (r.isEmpty()) return {};
     Reply<xcb_get_image_reply_t> img(xcb_get_image_reply(
-        c, xcb_get_image(c, XCB_IMAGE_FORMAT_Z_PIXMAP, s->root, 0, 0, s->width_in_pixels, uint16_t(height), ~0u), nullptr));
+        c, xcb_get_image(c, XCB_IMAGE_FORMAT_Z_PIXMAP, s->root, int16_t(r.x()), int16_t(r.y()), uint16_t(r.width()),
+                         uint16_t(r.height()), ~0u),
+        nullptr));
     if (!img || img->depth != 24) return {};
-    if (xcb_get_image_data_length(img.get()) != s->width_in_pixels * height * 4) return {};
-    return QImage(xcb_get_image_data(img.get()), s->width_in_pixels, height, QImage::Format_RGB32).copy();
+    if (xcb_get_image_data_length(img.get()) != r.width() * r.height() * 4) return {};
+    return QImage(xcb_get_image_data(img.get()), r.width(), r.height(), QImage::Format_RGB32).copy();
 }
 
 // The last complete line of `output` that starts with `prefix`, reading more of the program's

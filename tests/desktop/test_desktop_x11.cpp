@@ -38,6 +38,17 @@ private:
         return QRect(t->dst_x, t->dst_y, g->width, g->height);
     }
 
+    // The geometry of what holds `w` on the root: the window manager's frame, or `w` itself.
+    QRect frameGeometry(xcb_window_t w)
+    {
+        for (;;) {
+            Reply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(m_x.c, xcb_query_tree(m_x.c, w), nullptr));
+            if (!tree) return {};
+            if (tree->parent == m_x.root) return rootGeometry(w);
+            w = tree->parent;
+        }
+    }
+
     bool compositing()
     {
         Reply<xcb_get_selection_owner_reply_t> owner(xcb_get_selection_owner_reply(
@@ -186,7 +197,7 @@ private slots:
         // Film the step: the window grows from the landscape's height to the portrait's with
         // its top edge still, and no frame has anything drawn up to the window's edge.
         QList<QImage> frames;
-        QSet<int> heights;
+        QSet<int> heights, judged;
         // Until the window has grown and kept still for half a second.
         QElapsedTimer clock, still;
         clock.start();
@@ -194,32 +205,37 @@ private slots:
         QRect last = wide;
         int cutFrames = 0;
         while (clock.elapsed() < patience && !(last.height() > wide.height() * 1.4 && still.elapsed() > 500)) {
-            const QRect g = rootGeometry(w);
-            const QImage shot = velora::testing::screenshot(m_x.c);
-            if (g.isValid() && !shot.isNull()) {
-                heights.insert(g.height());
-                QCOMPARE(g.topLeft(), wide.topLeft());
-                // The window's outermost pixels match the desktop just outside it.
-                const QRect in = g.adjusted(1, 1, -2, -2);
-                int differing = 0;
-                for (int x = in.left(); x <= in.right(); x += 3)
-                    for (const auto& [inside, outside] : {std::pair{in.top(), g.top() - 2}, std::pair{in.bottom(), g.bottom() + 2}})
-                        if (outside >= 0 && outside < shot.height()) {
-                            const QRgb a = shot.pixel(x, inside), b = shot.pixel(x, outside);
-                            if (std::abs(qRed(a) - qRed(b)) + std::abs(qGreen(a) - qGreen(b)) + std::abs(qBlue(a) - qBlue(b)) > 40)
-                                ++differing;
-                        }
-                if (differing > 2 && ++cutFrames <= 3)
-                    save(shot.copy(g.adjusted(-10, -10, 10, 10)), QStringLiteral("x11-slideshow-cut-%1.png").arg(cutFrames));
-                if (frames.size() < 40) frames << shot.copy(g.adjusted(-10, -10, 10, 10));
-                if (g != last) still.restart();
-                last = g;
-            }
             QTest::qWait(30);
+            const QRect g = rootGeometry(w), held = frameGeometry(w), around = g.adjusted(-10, -10, 10, 10);
+            const QImage shot = velora::testing::screenshot(m_x.c, around);
+            if (!g.isValid() || shot.isNull()) continue;
+            heights.insert(g.height());
+            QCOMPARE(g.topLeft(), wide.topLeft());
+            if (g != last) still.restart();
+            last = g;
+            // Judged only when the window manager's frame and the window agree before and after
+            // the picture: openbox resizes its frame first, whose own background shows along the
+            // growing edge until the window follows.
+            if (held != g || rootGeometry(w) != g || frameGeometry(w) != g) continue;
+            judged.insert(g.height());
+            // The window's outermost pixels match the desktop just outside it.
+            const QRect in = g.adjusted(1, 1, -2, -2);
+            const auto at = [&](int x, int y) { return shot.pixel(x - around.x(), y - around.y()); };
+            int differing = 0;
+            for (int x = in.left(); x <= in.right(); x += 3)
+                for (const auto& [inside, outside] : {std::pair{in.top(), g.top() - 2}, std::pair{in.bottom(), g.bottom() + 2}})
+                    if (outside >= 0 && outside - around.y() < shot.height()) {
+                        const QRgb a = at(x, inside), b = at(x, outside);
+                        if (std::abs(qRed(a) - qRed(b)) + std::abs(qGreen(a) - qGreen(b)) + std::abs(qBlue(a) - qBlue(b)) > 40)
+                            ++differing;
+                    }
+            if (differing > 2 && ++cutFrames <= 3) save(shot, QStringLiteral("x11-slideshow-cut-%1.png").arg(cutFrames));
+            if (frames.size() < 40 && g.height() != wide.height()) frames << shot;
         }
         for (int i = 0; i < frames.size(); i += 8) save(frames[i], QStringLiteral("x11-slideshow-%1.png").arg(i));
         QVERIFY2(last.height() > wide.height() * 1.4, qPrintable(QStringLiteral("%1 → %2").arg(wide.height()).arg(last.height())));
         QVERIFY2(heights.size() >= 6, qPrintable(QStringLiteral("%1 heights").arg(heights.size())));
+        QVERIFY2(judged.size() >= 4, qPrintable(QStringLiteral("%1 heights judged").arg(judged.size())));
         QCOMPARE(cutFrames, 0);
         QCOMPARE(rootGeometry(m_windows[2]).isValid(), true); // the same window all along
     }

@@ -23,7 +23,7 @@ private:
     QProcess m_bus;
     QString m_busAddress;
 
-    QImage screenshot() { return velora::testing::screenshot(m_x.c, 64); }
+    QImage screenshot() { return velora::testing::screenshot(m_x.c, QRect(0, 0, 4096, 64)); }
 
     // Pixels of Velora's sunset tile along the top of the screen, where the hosts put their trays.
     int markPixels()
