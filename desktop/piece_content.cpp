@@ -21,7 +21,15 @@ PieceContent::PieceContent(QWidget* parent)
     setAttribute(Qt::WA_NoSystemBackground);
     m_frames.setInterval(16);
     connect(&m_frames, &QTimer::timeout, this, [this] {
-        if (!m_crossfade.animating()) m_frames.stop();
+        if (!m_crossfade.animating()) {
+            m_frames.stop();
+            // Drawn opaque, the window kept both renderings' shapes for the fade.
+            if (m_opaqueShape) {
+                m_crossfade.finish();
+                refreshCut();
+                emit imageChanged();
+            }
+        }
         emit fadeStepped();
         update();
     });
@@ -56,7 +64,7 @@ void PieceContent::setView(const PieceView& view)
     m_view = std::move(next);
     m_dpr = dpr;
     if (m_opaqueShape) {
-        m_crossfade.finish();
+        if (!fadesOpaque()) m_crossfade.finish();
         refreshCut();
     }
     if (m_crossfade.animating()) m_frames.start();
@@ -86,6 +94,7 @@ void PieceContent::setBackdrop(const QImage& wallpaper, const QColor& colour)
     m_wallpaper = wallpaper;
     m_colour = colour;
     if (!m_opaqueShape) return;
+    if (!fadesOpaque()) m_crossfade.finish();
     refreshCut();
     emit imageChanged();
     update();
@@ -102,6 +111,16 @@ void PieceContent::refreshCut()
     if (m_wallpaper.isNull() && m_coverage.isNull())
         m_coverage = PieceOutline::coverage(PieceOutline::path(*m_view), piece.deviceIndependentSize(), m_dpr, true);
     m_cut = composeOpaque(piece, m_wallpaper, m_colour, m_coverage, m_shape);
+    if (fadesOpaque()) m_shape |= PieceOutline::regionOf(m_crossfade.previous(), 5, m_dpr);
+}
+
+// Over a wallpaper the two renderings blend like the window over the desktop. Over a plain colour
+// each is cut to its own outline, and renderings of two sizes need the window to change size
+// with the fade, which an opaque window would show as wallpaper sampled at every step.
+bool PieceContent::fadesOpaque() const
+{
+    return m_crossfade.animating() && !m_wallpaper.isNull() &&
+           m_crossfade.previous().size() == m_crossfade.current().size();
 }
 
 QImage PieceContent::composeOpaque(const QImage& piece, const QImage& wallpaper, QColor colour,
@@ -149,11 +168,20 @@ void PieceContent::paintEvent(QPaintEvent*)
     p.setCompositionMode(QPainter::CompositionMode_Source);
     p.fillRect(rect(), Qt::transparent);
     p.setCompositionMode(QPainter::CompositionMode_SourceOver);
+    const QImage& current = m_crossfade.current();
     if (m_opaqueShape) {
-        if (!m_cut.isNull()) p.drawImage(QPointF(0, 0), m_cut);
+        if (!fadesOpaque()) {
+            if (!m_cut.isNull()) p.drawImage(QPointF(0, 0), m_cut);
+            return;
+        }
+        // The wallpaper is in device pixels, as large as the window.
+        p.setCompositionMode(QPainter::CompositionMode_Source);
+        p.drawImage(QRectF(rect()), m_wallpaper);
+        p.setCompositionMode(QPainter::CompositionMode_SourceOver);
+        const QSizeF size = current.deviceIndependentSize();
+        m_crossfade.paint(&p, QPointF(size.width() / 2, size.height() / 2), m_crossfade.progress());
         return;
     }
-    const QImage& current = m_crossfade.current();
     if (current.isNull()) return;
     if (!m_crossfade.animating()) {
         p.drawImage(QPointF(0, 0), current);

@@ -25,7 +25,9 @@ public:
     const QImage& image() const { return m_opaqueShape ? m_cut : m_crossfade.current(); }
 
     // For window systems that cannot blend a window with what lies below: the rendering is drawn
-    // opaque over the backdrop (see composeOpaque), and shape() is the window shape to set.
+    // opaque over the backdrop (see composeOpaque), and shape() is the window shape to set. A
+    // slideshow step fades over a wallpaper when both renderings are of one size (the shape
+    // holds both meanwhile), and switches at once otherwise.
     void setOpaqueShape(bool on);
     // What lies below the window: the wallpaper under it in device pixels, or failing that (null
     // image) a colour. Only used while drawing opaque.
@@ -56,6 +58,7 @@ protected:
 
 private:
     void refreshCut();
+    bool fadesOpaque() const;
     void paintResizingFade(QPainter& p);
 
     Crossfade m_crossfade;

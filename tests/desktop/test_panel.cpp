@@ -242,6 +242,48 @@ private slots:
         QCOMPARE(rig.controller.panel(p.id), panel); // the same window all along
     }
 
+    // Drawn opaque: a step between photos of one shape fades over the wallpaper, the window shaped
+    // to both meanwhile and to the new one after; over a plain colour, or to another shape, the
+    // new photo shows at once.
+    void aSlideshowStepDrawnOpaque()
+    {
+        PanelRig rig;
+        const QList<Photo> same = rig.addPhotos({{1500, 1000}, {1500, 1000}});
+        const auto [p, panel] = rig.add({same[0].id, same[1].id, rig.photos[1].id}, {300, 300});
+        PieceContent* content = panel->content();
+        const qreal dpr = content->devicePixelRatioF();
+        QImage wallpaper(panel->size() * dpr, QImage::Format_RGB32);
+        wallpaper.fill(QColor(20, 140, 60));
+        content->setOpaqueShape(true);
+        content->setBackdrop(wallpaper, {});
+        const QRegion still = content->shape();
+        QVERIFY(!still.isEmpty());
+        QSignalSpy changes(content, &PieceContent::imageChanged);
+
+        rig.studio.advance(p.id);
+        QCoreApplication::processEvents();
+        QVERIFY(content->isCrossfading());
+        QVERIFY(!panel->isResizing());
+        QTRY_VERIFY_WITH_TIMEOUT(content->crossfadeProgress() >= 0.3, 10000);
+        const QImage mid = content->grab().toImage();
+        QCOMPARE(mid.pixel(1, 1), qRgb(20, 140, 60)); // the wallpaper, not a see-through margin
+        QCOMPARE(content->shape(), still); // the two renderings cover the same points
+        const int during = int(changes.size());
+        QTRY_VERIFY_WITH_TIMEOUT(!content->isCrossfading(), 10000);
+        QTRY_COMPARE_WITH_TIMEOUT(int(changes.size()), during + 1, 10000); // the shape of the new one
+        QCOMPARE(content->shape(), still);
+
+        // To the portrait: at once, and so over a colour.
+        rig.studio.advance(p.id);
+        QCoreApplication::processEvents();
+        QVERIFY(!content->isCrossfading());
+        QTRY_VERIFY_WITH_TIMEOUT(!panel->isResizing(), 10000);
+        content->setBackdrop({}, QColor(90, 90, 90));
+        rig.studio.advance(p.id);
+        QCoreApplication::processEvents();
+        QVERIFY(!content->isCrossfading());
+    }
+
     void droppingOnAnotherDisplayStoresItThere()
     {
         PanelRig rig;

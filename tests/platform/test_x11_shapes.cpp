@@ -6,7 +6,9 @@
 #include "x11_session.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QProcess>
+#include <QSet>
 #include <QStandardPaths>
 
 #include <xcb/shape.h>
@@ -338,6 +340,39 @@ private slots:
             QCOMPARE(there.offWallpaper, 0);
         }
         QCOMPARE(rootGeometry(m_panel), home);
+    }
+
+    // A slideshow step to another landscape fades over the wallpaper: the middle of the photo
+    // passes through blends of the two, and around the frame only wallpaper ever shows.
+    void withoutACompositorAStepFades()
+    {
+        const QRegion frame = shape(m_panel, XCB_SHAPE_SK_INPUT);
+        const QPoint middle = frame.boundingRect().center();
+        const QRgb from = velora::testing::screenshot(m_x.c).pixel(middle);
+        m_probe.write("step\n");
+        QVERIFY(waitFor("STEPPED"));
+        QSet<QRgb> colours;
+        QRgb to = from;
+        int wrong = 0;
+        bool halfway = false;
+        QElapsedTimer clock;
+        clock.start();
+        while (clock.elapsed() < 2500) {
+            const QImage shot = velora::testing::screenshot(m_x.c);
+            to = shot.pixel(middle);
+            colours.insert(to);
+            const Margin m = margin(shot, frame);
+            if (m.black + m.offWallpaper > 0 && ++wrong == 1) grab("step-off-wallpaper");
+            if (!halfway && clock.elapsed() > 600) {
+                halfway = true;
+                grab("step-halfway");
+            }
+            QTest::qWait(30);
+        }
+        QVERIFY(to != from);
+        QVERIFY2(colours.size() >= 3, qPrintable(QStringLiteral("%1 colours").arg(colours.size())));
+        QCOMPARE(wrong, 0);
+        QCOMPARE(shape(m_panel, XCB_SHAPE_SK_INPUT), frame);
     }
 
     void followsTheCompositor()

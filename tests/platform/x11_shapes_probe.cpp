@@ -2,7 +2,8 @@
 // Prints "READY <window> <margin>", then a line for every change it sees: "BLENDS 0|1" when a
 // compositor stops or starts, "WALLPAPER <width> <height>" when the desktop's wallpaper changes.
 // "tilt <degrees>" on its input turns the piece and answers "TILTED <degrees>"; "lock" toggles
-// its lock and answers "LOCKED 0|1".
+// its lock and answers "LOCKED 0|1"; "step" makes it a slideshow of a second landscape, steps
+// to it and answers "STEPPED".
 #include "desktop_backdrop.h"
 #include "desktop_controller.h"
 #include "piece_panel.h"
@@ -22,8 +23,8 @@ int main(int argc, char** argv)
     QApplication::setApplicationName(QStringLiteral("VeloraShapesProbe"));
     if (argc < 2) return 2;
     probe::openLibrary(argv[1]);
-    const auto photo = probe::scenePhoto({600, 400}, 1, 5);
-    if (!photo) return 5;
+    const auto photo = probe::scenePhoto({600, 400}, 1, 5), next = probe::scenePhoto({600, 400}, 3, 9);
+    if (!photo || !next) return 5;
 
     Studio studio;
     const Piece piece = probe::showOnePiece(studio, *photo, {300, 250});
@@ -52,6 +53,16 @@ int main(int argc, char** argv)
             const double tilt = words[1].toDouble();
             studio.update(piece.id, [tilt](Piece& p) { p.tilt = tilt; });
             QTimer::singleShot(200, [&, tilt] { say(QStringLiteral("TILTED %1").arg(tilt)); });
+        } else if (words[0] == "step") {
+            studio.appendPhotos({*next});
+            studio.update(piece.id, [&](Piece& p) {
+                p.photoIDs = {photo->id, next->id};
+                p.rotateMinutes = 60;
+            });
+            QTimer::singleShot(300, [&] {
+                studio.advance(piece.id);
+                say(QStringLiteral("STEPPED"));
+            });
         } else if (words[0] == "lock") {
             studio.toggleLocked(piece.id);
             QTimer::singleShot(200, [&] { say(QStringLiteral("LOCKED %1").arg(panel->ignoresMouse() ? 1 : 0)); });
