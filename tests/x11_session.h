@@ -231,6 +231,26 @@ public:
         return std::vector<uint32_t>(data, data + xcb_get_property_value_length(r.get()) / 4);
     }
 
+    // Where `w` is on the root, as large as it is.
+    QRect rootGeometry(xcb_window_t w)
+    {
+        Reply<xcb_get_geometry_reply_t> g(xcb_get_geometry_reply(c, xcb_get_geometry(c, w), nullptr));
+        Reply<xcb_translate_coordinates_reply_t> t(
+            xcb_translate_coordinates_reply(c, xcb_translate_coordinates(c, w, root, 0, 0), nullptr));
+        return g && t ? QRect(t->dst_x, t->dst_y, g->width, g->height) : QRect();
+    }
+
+    // The geometry of what holds `w` on the root: the window manager's frame, or `w` itself.
+    QRect frameGeometry(xcb_window_t w)
+    {
+        for (;;) {
+            Reply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(c, xcb_query_tree(c, w), nullptr));
+            if (!tree) return {};
+            if (tree->parent == root) return rootGeometry(w);
+            w = tree->parent;
+        }
+    }
+
     bool viewable(xcb_window_t w)
     {
         Reply<xcb_get_window_attributes_reply_t> a(

@@ -29,25 +29,7 @@ private:
     QList<xcb_window_t> m_windows; // first, second, slideshow
     int m_margin = 0;
 
-    QRect rootGeometry(xcb_window_t w)
-    {
-        Reply<xcb_get_geometry_reply_t> g(xcb_get_geometry_reply(m_x.c, xcb_get_geometry(m_x.c, w), nullptr));
-        Reply<xcb_translate_coordinates_reply_t> t(xcb_translate_coordinates_reply(
-            m_x.c, xcb_translate_coordinates(m_x.c, w, m_x.root, 0, 0), nullptr));
-        if (!g || !t) return {};
-        return QRect(t->dst_x, t->dst_y, g->width, g->height);
-    }
-
-    // The geometry of what holds `w` on the root: the window manager's frame, or `w` itself.
-    QRect frameGeometry(xcb_window_t w)
-    {
-        for (;;) {
-            Reply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(m_x.c, xcb_query_tree(m_x.c, w), nullptr));
-            if (!tree) return {};
-            if (tree->parent == m_x.root) return rootGeometry(w);
-            w = tree->parent;
-        }
-    }
+    QRect rootGeometry(xcb_window_t w) { return m_x.rootGeometry(w); }
 
     bool compositing()
     {
@@ -206,7 +188,7 @@ private slots:
         int cutFrames = 0;
         while (clock.elapsed() < patience && !(last.height() > wide.height() * 1.4 && still.elapsed() > 500)) {
             QTest::qWait(30);
-            const QRect g = rootGeometry(w), held = frameGeometry(w), around = g.adjusted(-10, -10, 10, 10);
+            const QRect g = rootGeometry(w), held = m_x.frameGeometry(w), around = g.adjusted(-10, -10, 10, 10);
             const QImage shot = velora::testing::screenshot(m_x.c, around);
             if (!g.isValid() || shot.isNull()) continue;
             heights.insert(g.height());
@@ -216,7 +198,7 @@ private slots:
             // Judged only when the window manager's frame and the window agree before and after
             // the picture: openbox resizes its frame first, whose own background shows along the
             // growing edge until the window follows.
-            if (held != g || rootGeometry(w) != g || frameGeometry(w) != g) continue;
+            if (held != g || rootGeometry(w) != g || m_x.frameGeometry(w) != g) continue;
             judged.insert(g.height());
             // The window's outermost pixels match the desktop just outside it.
             const QRect in = g.adjusted(1, 1, -2, -2);

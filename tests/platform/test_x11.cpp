@@ -50,14 +50,7 @@ private:
     xcb_atom_t atom(const char* name) { return m_x.atom(name); }
     std::vector<uint32_t> property(xcb_window_t w, const char* name) { return m_x.property(w, name); }
 
-    QRect rootGeometry(xcb_window_t w)
-    {
-        Reply<xcb_get_geometry_reply_t> g(xcb_get_geometry_reply(m_c, xcb_get_geometry(m_c, w), nullptr));
-        Reply<xcb_translate_coordinates_reply_t> t(
-            xcb_translate_coordinates_reply(m_c, xcb_translate_coordinates(m_c, w, m_root, 0, 0), nullptr));
-        if (!g || !t) return {};
-        return QRect(t->dst_x, t->dst_y, g->width, g->height);
-    }
+    QRect rootGeometry(xcb_window_t w) { return m_x.rootGeometry(w); }
 
     bool viewable(xcb_window_t w) { return m_x.viewable(w); }
 

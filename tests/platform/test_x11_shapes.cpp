@@ -58,13 +58,7 @@ class TestX11Shapes : public QObject {
         return waitForLine(line) == line;
     }
 
-    QRect rootGeometry(xcb_window_t w)
-    {
-        Reply<xcb_get_geometry_reply_t> g(xcb_get_geometry_reply(m_x.c, xcb_get_geometry(m_x.c, w), nullptr));
-        Reply<xcb_translate_coordinates_reply_t> t(xcb_translate_coordinates_reply(
-            m_x.c, xcb_translate_coordinates(m_x.c, w, m_x.root, 0, 0), nullptr));
-        return g && t ? QRect(t->dst_x, t->dst_y, g->width, g->height) : QRect();
-    }
+    QRect rootGeometry(xcb_window_t w) { return m_x.rootGeometry(w); }
 
     // The window's shape of `kind` as the server holds it, in root coordinates.
     QRegion shape(xcb_window_t w, xcb_shape_kind_t kind)
